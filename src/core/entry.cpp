@@ -1,0 +1,69 @@
+#include "core/entry.h"
+
+#include "core/json_sanity.h"
+#include "data/history.h"
+#include "engine/self_test.h"
+#include "platform/text.h"
+
+namespace dm {
+
+HINSTANCE moduleInstance = nullptr;
+
+namespace {
+
+constexpr int exitPassed = 0;
+constexpr int exitNoMainWindow = 10;
+constexpr int exitSelfTestFailed = 11;
+
+enum class RunMode { Normal, Smoke, SelfTest };
+
+// The options are searched for as plain text, also inside a longer word; the first one wins.
+RunMode chooseRunMode(LPCWSTR commandLine) {
+    const WStringView text = commandLine == nullptr ? WStringView() : WStringView(commandLine);
+    if (text.find(W("--self-test")) != WStringView::npos)
+        return RunMode::SelfTest;
+    if (text.find(W("--smoke-quit")) != WStringView::npos)
+        return RunMode::Smoke;
+    return RunMode::Normal;
+}
+
+// Whatever is thrown, memory running out say, is a failure like any other.
+bool provesItself(WString &failure) noexcept {
+    try {
+        return checkJsonSanity() && runSelfTest(failure);
+    } catch (...) {
+        return false;
+    }
+}
+
+/// Shows nothing: the exit code and the record are the whole report.
+int runSelfTestMode() {
+    WString failure;
+    const bool passed = provesItself(failure);
+    try {
+        appendHistoryMessage(passed ? W("Самопроверка пройдена.") : W("Самопроверка не пройдена."), failure);
+    } catch (...) {
+        // The history never disturbs what it records; the exit code still tells.
+    }
+    CoUninitialize();
+    return passed ? exitPassed : exitSelfTestFailed;
+}
+
+} // namespace
+
+} // namespace dm
+
+int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, LPWSTR commandLine, int) {
+    dm::moduleInstance = instance;
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    switch (dm::chooseRunMode(commandLine)) {
+    case dm::RunMode::SelfTest:
+        return dm::runSelfTestMode();
+    case dm::RunMode::Smoke:
+    case dm::RunMode::Normal:
+        break;
+    }
+    // There is no main window to create yet.
+    CoUninitialize();
+    return dm::exitNoMainWindow;
+}

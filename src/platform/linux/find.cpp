@@ -1,0 +1,166 @@
+#include "platform/linux/base_folders.h"
+#include "platform/linux/errors.h"
+#include "platform/linux/names.h"
+#include "platform/linux/open_file.h"
+#include "platform/linux/private_folder.h"
+#include "platform/linux/volumes.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/syscall.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+
+using namespace dm;
+using namespace dm::platform;
+
+namespace {
+
+constexpr std::size_t bufferSize = 64 * 1024;
+
+/// One entry as getdents64 writes it.
+struct Entry {
+    std::uint64_t inode;
+    std::int64_t offset;
+    unsigned short length;
+    unsigned char type;
+    char name[];
+};
+
+struct Listing : Object {
+    FolderRef folder;
+    Fd descriptor; ///< -1 for a drive's root that exists in name alone
+    std::unique_ptr<unsigned char[]> buffer;
+    std::size_t filled = 0;
+    std::size_t position = 0;
+    bool nameGiven = false; ///< the one name of such a root
+};
+
+/// Listing a folder changes nothing in it, not even when it was last read, where this user may ask for that.
+Fd openForListing(const Folder &folder) {
+    const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    Fd descriptor(openat(folder.descriptor.get(), ".", flags | O_NOATIME));
+    if (!descriptor && errno == EPERM)
+        descriptor = Fd(openat(folder.descriptor.get(), ".", flags));
+    return descriptor;
+}
+
+/// Trash folders and our own private ones are no part of any walk.
+bool isKeptOut(const Folder &folder, std::string_view name, const Record &record) {
+    constexpr std::string_view foreignTrash = "$recycle.bin";
+    if (isPrivateFolder(name, record))
+        return true;
+    if (name.size() == foreignTrash.size() && name.front() == '$')
+        return std::equal(name.begin(), name.end(), foreignTrash.begin(), [](char left, char right) {
+            return (left >= 'A' && left <= 'Z' ? left - 'A' + 'a' : left) == right;
+        });
+    if (name == ".Trash" || name.starts_with(".Trash-"))
+        return folder.volumeRoot;
+    return name == "Trash" && folder.linuxPath == baseFolders().dataHome;
+}
+
+void fill(const Folder &folder, std::string_view name, const Record &record, WIN32_FIND_DATAW &data) {
+    WString wide;
+    appendWideName(name, wide);
+    data.dwFileAttributes = attributesOf(record, folder.id().device);
+    if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 && isKeptOut(folder, name, record))
+        data.dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+    data.ftCreationTime = fileTimeOf(record.stx_btime);
+    data.ftLastAccessTime = fileTimeOf(record.stx_atime);
+    data.ftLastWriteTime = fileTimeOf(record.stx_mtime);
+    data.nFileSizeHigh = static_cast<DWORD>(record.stx_size >> 32);
+    data.nFileSizeLow = static_cast<DWORD>(record.stx_size);
+    data.dwReserved0 = 0;
+    data.dwReserved1 = 0;
+    const std::size_t units = std::min<std::size_t>(wide.size(), MAX_PATH - 1);
+    wide.copy(data.cFileName, units);
+    data.cFileName[units] = W('\0');
+    data.cAlternateFileName[0] = W('\0');
+}
+
+/// A folder that may be listed but not entered gives names and no more.
+Record recordOfUnreadable(unsigned char type) {
+    Record record = {};
+    record.stx_mode = static_cast<std::uint16_t>(DTTOIF(type)) | S_IWUSR;
+    return record;
+}
+
+BOOL giveNameOfVolume(Listing &listing, WIN32_FIND_DATAW &data) {
+    const std::optional<Volume> volume = volumeOf(listing.folder->path.front());
+    if (listing.nameGiven || !volume)
+        return fail(ERROR_NO_MORE_FILES);
+    listing.nameGiven = true;
+    Record record = listing.folder->record;
+    fill(*listing.folder, volume->folderName, record, data);
+    return TRUE;
+}
+
+BOOL giveNext(Listing &listing, WIN32_FIND_DATAW &data) {
+    if (!listing.descriptor)
+        return giveNameOfVolume(listing, data);
+    for (;;) {
+        if (listing.position >= listing.filled) {
+            const long read = syscall(SYS_getdents64, listing.descriptor.get(), listing.buffer.get(), bufferSize);
+            if (read < 0)
+                return failErrno();
+            if (read == 0)
+                return fail(ERROR_NO_MORE_FILES);
+            listing.filled = static_cast<std::size_t>(read);
+            listing.position = 0;
+        }
+        const auto *entry = reinterpret_cast<const Entry *>(listing.buffer.get() + listing.position);
+        listing.position += entry->length;
+        const std::string_view name = entry->name;
+        if (name == "." || name == "..")
+            continue;
+        Record record;
+        if (!readRecord(listing.descriptor.get(), entry->name, record)) {
+            // Gone since the listing was read: no longer a name of this folder.
+            if (errno == ENOENT)
+                continue;
+            record = recordOfUnreadable(entry->type);
+        }
+        fill(*listing.folder, name, record, data);
+        return TRUE;
+    }
+}
+
+} // namespace
+
+HANDLE WINAPI FindFirstFileExW(LPCWSTR path, FINDEX_INFO_LEVELS, LPVOID data, FINDEX_SEARCH_OPS, LPVOID, DWORD) {
+    const auto refuse = [](DWORD code) {
+        SetLastError(code);
+        return INVALID_HANDLE_VALUE;
+    };
+    WString normal;
+    WStringView folderPath;
+    WStringView pattern;
+    if (!parsePath(path, normal) || !splitPath(normal, folderPath, pattern) || pattern != W("*"))
+        return refuse(ERROR_INVALID_NAME);
+    auto listing = std::make_unique<Listing>();
+    listing->folder = folderToOpenIn(folderPath);
+    if (!listing->folder)
+        return refuse(GetLastError() == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : GetLastError());
+    if (listing->folder->descriptor) {
+        listing->descriptor = openForListing(*listing->folder);
+        if (!listing->descriptor)
+            return refuse(errorOf(errno));
+        listing->buffer = std::make_unique_for_overwrite<unsigned char[]>(bufferSize);
+    }
+    if (giveNext(*listing, *static_cast<WIN32_FIND_DATAW *>(data)) == FALSE)
+        return refuse(GetLastError() == ERROR_NO_MORE_FILES ? ERROR_FILE_NOT_FOUND : GetLastError());
+    return newHandle(listing.release());
+}
+
+BOOL WINAPI FindNextFileW(HANDLE find, WIN32_FIND_DATAW *data) {
+    auto *listing = objectOf<Listing>(find);
+    return listing == nullptr ? FALSE : giveNext(*listing, *data);
+}
+
+BOOL WINAPI FindClose(HANDLE find) {
+    Listing *listing = objectOf<Listing>(find);
+    delete listing;
+    return listing != nullptr;
+}

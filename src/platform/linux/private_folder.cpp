@@ -1,0 +1,408 @@
+#include "platform/linux/private_folder.h"
+
+#include "platform/linux/base_folders.h"
+#include "platform/linux/errors.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/random.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+namespace dm::platform {
+
+/// Written before each rename into the folder, through a shared mapping: a killed process leaves it behind whole. What
+/// it names as taken need not be there any more.
+struct TakenRecord {
+    char taken[32];
+    std::uint32_t folderBytes;
+    std::uint32_t nameBytes;
+    char text[]; ///< the folder's absolute path, then the name; neither ends in a null
+};
+
+namespace {
+
+constexpr std::string_view namePrefix = ".dustmere-";
+constexpr const char *journalName = "journal";
+constexpr mode_t privateMode = S_IWUSR | S_IXUSR;
+constexpr std::size_t journalStart = 4096;
+
+struct PrivateFolders {
+    std::mutex mutex;
+    std::vector<std::shared_ptr<PrivateFolder>> folders;
+    bool madeDataFolder = false;
+};
+
+PrivateFolders &privateFolders() {
+    static PrivateFolders folders;
+    return folders;
+}
+
+std::string dataFolderPath() {
+    return baseFolders().dataHome + "/Dustmere";
+}
+
+/// Opens an absolute path through no link; unlike a name under a folder it may cross mounts.
+Fd openWay(std::string_view path, int lastFlags) {
+    Fd folder(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    while (folder && !path.empty()) {
+        const std::size_t slash = path.find('/');
+        const std::string name(path.substr(0, slash));
+        path = slash == std::string_view::npos ? std::string_view() : path.substr(slash + 1);
+        if (name.empty())
+            continue;
+        const int flags = path.empty() ? lastFlags : O_PATH;
+        folder = Fd(openat(folder.get(), name.c_str(), flags | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    }
+    return folder;
+}
+
+/// A folder of this user, with exactly the private mode.
+bool isOursAlone(const Record &record) {
+    return S_ISDIR(record.stx_mode) && record.stx_uid == geteuid() && (record.stx_mode & 07777) == privateMode;
+}
+
+/// Whether the kernel sees every way in which a file can be in use here: it must grant a lease on a file that nobody
+/// else has open, and refuse it while the file is only mapped.
+bool probeLeases(int folder) {
+    const std::string name = randomName();
+    Fd file(openat(folder, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!file)
+        return false;
+    Fd other(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    unlinkat(folder, name.c_str(), 0);
+    void *mapped = other ? mmap(nullptr, 1, PROT_READ, MAP_PRIVATE, other.get(), 0) : MAP_FAILED;
+    other.reset();
+    fcntl(file.get(), F_SETSIG, SIGURG);
+    const bool refusedWhileMapped =
+        mapped != MAP_FAILED && fcntl(file.get(), F_SETLEASE, F_WRLCK) != 0 && errno == EAGAIN;
+    if (mapped != MAP_FAILED)
+        munmap(mapped, 1);
+    return refusedWhileMapped && fcntl(file.get(), F_SETLEASE, F_WRLCK) == 0;
+}
+
+bool mapJournal(PrivateFolder &folder, std::size_t size) {
+    // Blocks first: a page of a mapping that the disk has no room for would kill the process at the write.
+    const int failure = posix_fallocate(folder.journal.get(), 0, static_cast<off_t>(size));
+    if (failure != 0) {
+        errno = failure;
+        return false;
+    }
+    void *mapped = folder.taken == nullptr
+                       ? mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, folder.journal.get(), 0)
+                       : mremap(folder.taken, folder.journalSize, size, MREMAP_MAYMOVE);
+    if (mapped == MAP_FAILED)
+        return false;
+    folder.taken = static_cast<TakenRecord *>(mapped);
+    folder.journalSize = size;
+    return true;
+}
+
+/// Makes a private folder under `base`, or nothing and errno. A starting process that finds it without a locked
+/// journal takes it for abandoned and removes it; the caller then tries again.
+std::shared_ptr<PrivateFolder> makeUnder(int base, const std::string &basePath) {
+    auto folder = std::make_shared<PrivateFolder>();
+    const std::string name = std::string(namePrefix) + randomName();
+    if (mkdirat(base, name.c_str(), privateMode) != 0)
+        return nullptr;
+    folder->path = basePath + "/" + name;
+    const auto undo = [&] {
+        const int failure = errno;
+        unlinkat(folder->descriptor.get(), journalName, 0);
+        unlinkat(base, name.c_str(), AT_REMOVEDIR);
+        errno = failure;
+        return nullptr;
+    };
+    Record record;
+    folder->descriptor = openName(base, name.c_str());
+    if (!folder->descriptor || !readRecord(folder->descriptor.get(), "", record))
+        return undo();
+    if (!isOursAlone(record)) {
+        errno = EACCES;
+        return undo();
+    }
+    folder->mountId = record.stx_mnt_id;
+    folder->device = idOf(record).device;
+    folder->journal = Fd(openat(folder->descriptor.get(), journalName,
+                                O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!folder->journal || flock(folder->journal.get(), LOCK_EX | LOCK_NB) != 0 ||
+        !mapJournal(*folder, journalStart))
+        return undo();
+    folder->leasesTell = probeLeases(folder->descriptor.get());
+    return folder;
+}
+
+/// The data folder; made if it is missing. Empty with errno set.
+Fd openDataFolder() {
+    const std::string path = dataFolderPath();
+    Fd folder = openWay(path, O_RDONLY);
+    if (folder || errno != ENOENT || !makeBaseFolder(baseFolders().dataHome))
+        return folder;
+    privateFolders().madeDataFolder = mkdir(path.c_str(), S_IRWXU) == 0;
+    return openWay(path, O_RDONLY);
+}
+
+/// The private folder of a mount that the data folder is not on lies in the topmost folder on the way in which this
+/// user can make one; the data folder remembers it by a link, if there is a data folder.
+std::shared_ptr<PrivateFolder> makeOnMountOf(const FolderRef &folder, int dataFolder) {
+    std::vector<Folder *> way;
+    for (FolderRef level = folder; level && level->descriptor; level = level->parent)
+        way.push_back(level.get());
+    std::shared_ptr<PrivateFolder> made;
+    for (auto level = way.rbegin(); level != way.rend() && !made; ++level) {
+        if (isWritable(**level))
+            made = makeUnder((*level)->descriptor.get(), (*level)->linuxPath);
+    }
+    if (made && dataFolder >= 0) {
+        const std::string name = made->path.substr(made->path.rfind('/') + 1);
+        if (symlinkat(made->path.c_str(), dataFolder, name.c_str()) == 0)
+            made->link = dataFolderPath() + "/" + name;
+    }
+    return made;
+}
+
+std::shared_ptr<PrivateFolder> makeFor(const FolderRef &folder) {
+    const Fd dataFolder = openDataFolder();
+    Record record;
+    if (dataFolder && readRecord(dataFolder.get(), "", record) && record.stx_mnt_id == folder->record.stx_mnt_id &&
+        idOf(record).device == folder->id().device)
+        return makeUnder(dataFolder.get(), dataFolderPath());
+    return makeOnMountOf(folder, dataFolder.get());
+}
+
+std::string keptName(const std::string &name) {
+    const std::string end = ".kept-" + randomName().substr(0, 8);
+    return name.substr(0, NAME_MAX - end.size()) + end;
+}
+
+/// Moves a taken object to a folder, under its name or else, where that is taken, under a kept name.
+PutBack moveBack(int privateFolder, const std::string &taken, int to, const std::string &name, bool underItsName) {
+    if (underItsName && renameat2(privateFolder, taken.c_str(), to, name.c_str(), RENAME_NOREPLACE) == 0)
+        return PutBack::UnderItsName;
+    if (underItsName && errno != EEXIST)
+        return PutBack::Failed;
+    const bool moved =
+        renameat2(privateFolder, taken.c_str(), to, keptName(name).c_str(), RENAME_NOREPLACE) == 0;
+    return moved ? PutBack::Beside : PutBack::Failed;
+}
+
+/// The same into the folder of an absolute path, or the nearest one above it that takes the object.
+bool moveBackTo(int privateFolder, const std::string &taken, std::string folder, const std::string &name) {
+    for (bool underItsName = true;; underItsName = false) {
+        const Fd to = openWay(folder, O_PATH);
+        if (to && moveBack(privateFolder, taken, to.get(), name, underItsName) != PutBack::Failed)
+            return true;
+        if (folder.size() <= 1)
+            return false;
+        folder.resize(std::max<std::size_t>(folder.rfind('/'), 1));
+    }
+}
+
+/// What the journal of an abandoned folder says; false for one that says nothing usable.
+bool readJournal(int journal, std::string &taken, std::string &folder, std::string &name) {
+    std::string bytes;
+    std::array<char, 4096> block;
+    for (ssize_t count; (count = read(journal, block.data(), block.size())) > 0;)
+        bytes.append(block.data(), static_cast<std::size_t>(count));
+    TakenRecord head;
+    if (bytes.size() < sizeof head)
+        return false;
+    std::memcpy(&head, bytes.data(), sizeof head);
+    const std::size_t textBytes = bytes.size() - sizeof head;
+    if (head.folderBytes > textBytes || head.nameBytes > textBytes - head.folderBytes || head.nameBytes == 0)
+        return false;
+    taken.assign(head.taken, sizeof head.taken);
+    folder = bytes.substr(sizeof head, head.folderBytes);
+    name = bytes.substr(sizeof head + head.folderBytes, head.nameBytes);
+    return folder.starts_with('/') && name.find('/') == std::string::npos && name != "." && name != ".." &&
+           taken.find_first_not_of("0123456789abcdef") == std::string::npos;
+}
+
+/// Whatever the journal does not explain is set beside the private folder, where it can be found.
+void setFree(int privateFolder, const std::string &basePath) {
+    fchmodat(privateFolder, ".", S_IRWXU, 0);
+    DIR *listing = fdopendir(openat(privateFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (listing == nullptr)
+        return;
+    while (const dirent *entry = readdir(listing)) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != ".." && name != journalName)
+            moveBackTo(privateFolder, name, basePath, "recovered");
+    }
+    closedir(listing);
+}
+
+/// Empties and removes one abandoned private folder. One whose journal is locked belongs to a process that lives.
+/// False if it must stay.
+bool recover(const std::string &basePath, const std::string &name) {
+    const Fd base = openWay(basePath, O_PATH);
+    const Fd folder = base ? openName(base.get(), name.c_str()) : Fd();
+    Record record;
+    if (!folder)
+        return errno == ENOENT;
+    if (!readRecord(folder.get(), "", record) || !S_ISDIR(record.stx_mode) || record.stx_uid != geteuid())
+        return false;
+    const Fd journal(openat(folder.get(), journalName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (journal && flock(journal.get(), LOCK_EX | LOCK_NB) != 0)
+        return false;
+    std::string taken;
+    std::string from;
+    std::string itsName;
+    if (journal && readJournal(journal.get(), taken, from, itsName) &&
+        readRecord(folder.get(), taken.c_str(), record) && !moveBackTo(folder.get(), taken, from, itsName))
+        return false;
+    setFree(folder.get(), basePath);
+    unlinkat(folder.get(), journalName, 0);
+    return unlinkat(base.get(), name.c_str(), AT_REMOVEDIR) == 0;
+}
+
+/// Recovers what a folder holds: private folders themselves, and (in the data folder) links to others.
+void recoverIn(const std::string &basePath, bool followLinks) {
+    DIR *listing = fdopendir(openWay(basePath, O_RDONLY).release());
+    if (listing == nullptr)
+        return;
+    std::vector<std::string> names;
+    while (const dirent *entry = readdir(listing)) {
+        if (std::string_view(entry->d_name).starts_with(namePrefix))
+            names.emplace_back(entry->d_name);
+    }
+    const int base = dirfd(listing);
+    for (const std::string &name : names) {
+        std::array<char, PATH_MAX> target;
+        const ssize_t length = readlinkat(base, name.c_str(), target.data(), target.size());
+        if (length < 0) {
+            recover(basePath, name);
+            continue;
+        }
+        const std::string path(target.data(), static_cast<std::size_t>(length));
+        const std::size_t slash = path.rfind('/');
+        if (followLinks && slash != std::string::npos && path.substr(slash + 1) == name &&
+            recover(path.substr(0, std::max<std::size_t>(slash, 1)), name))
+            unlinkat(base, name.c_str(), 0);
+    }
+    closedir(listing);
+}
+
+} // namespace
+
+PrivateFolder::~PrivateFolder() {
+    if (taken != nullptr)
+        munmap(taken, journalSize);
+}
+
+std::string randomName() {
+    constexpr const char *digits = "0123456789abcdef";
+    // Names are drawn from a pool, since asking the kernel for each costs as much as looking at a file.
+    thread_local std::array<unsigned char, 4096> pool;
+    thread_local std::size_t used = pool.size();
+    if (used == pool.size()) {
+        for (std::size_t filled = 0; filled < pool.size();) {
+            const ssize_t count = getrandom(pool.data() + filled, pool.size() - filled, 0);
+            filled += count > 0 ? static_cast<std::size_t>(count) : 0;
+        }
+        used = 0;
+    }
+    std::string name;
+    for (int i = 0; i < 16; ++i) {
+        const unsigned char byte = pool[used++];
+        name += digits[byte >> 4];
+        name += digits[byte & 15];
+    }
+    return name;
+}
+
+std::shared_ptr<PrivateFolder> privateFolderFor(const FolderRef &folder) {
+    PrivateFolders &all = privateFolders();
+    const std::lock_guard lock(all.mutex);
+    std::erase_if(all.folders, [](const std::shared_ptr<PrivateFolder> &known) { return known->retired; });
+    for (const std::shared_ptr<PrivateFolder> &known : all.folders) {
+        if (known->mountId == folder->record.stx_mnt_id && known->device == folder->id().device)
+            return known;
+    }
+    std::shared_ptr<PrivateFolder> made = makeFor(folder);
+    for (int attempt = 0; !made && errno == ENOENT && attempt < 3; ++attempt)
+        made = makeFor(folder);
+    if (made)
+        all.folders.push_back(made);
+    else
+        failErrno();
+    return made;
+}
+
+void retire(PrivateFolder &folder) {
+    const std::lock_guard lock(privateFolders().mutex);
+    folder.retired = true;
+}
+
+DWORD takeName(PrivateFolder &folder, const FolderRef &from, const std::string &name, const std::string &taken) {
+    if (folder.takenFrom != from) {
+        const std::string &path = from->linuxPath;
+        const std::size_t needed = sizeof(TakenRecord) + path.size() + NAME_MAX;
+        if (needed > folder.journalSize && !mapJournal(folder, (needed / journalStart + 1) * journalStart))
+            return errorOf(errno);
+        folder.taken->nameBytes = 0;
+        folder.taken->folderBytes = static_cast<std::uint32_t>(path.size());
+        path.copy(folder.taken->text, path.size());
+        folder.takenFrom = from;
+    }
+    folder.taken->nameBytes = static_cast<std::uint32_t>(name.size());
+    name.copy(folder.taken->text + folder.taken->folderBytes, name.size());
+    taken.copy(folder.taken->taken, sizeof folder.taken->taken);
+    if (renameat2(from->descriptor.get(), name.c_str(), folder.descriptor.get(), taken.c_str(), RENAME_NOREPLACE) == 0)
+        return ERROR_SUCCESS;
+    return errno == EINVAL ? ERROR_NOT_SUPPORTED : errorOf(errno);
+}
+
+PutBack putBack(PrivateFolder &folder, const std::string &taken, const Folder &to, const std::string &name) {
+    bool underItsName = true;
+    for (const Folder *level = &to; level != nullptr && level->descriptor; level = level->parent.get()) {
+        const PutBack result =
+            moveBack(folder.descriptor.get(), taken, level->descriptor.get(), name, underItsName);
+        if (result != PutBack::Failed)
+            return result;
+        underItsName = false;
+    }
+    return PutBack::Failed;
+}
+
+bool isPrivateFolder(std::string_view name, const Record &record) {
+    return name.starts_with(namePrefix) && S_ISDIR(record.stx_mode) && (record.stx_mode & 07777) == privateMode;
+}
+
+void recoverPrivateFolders() {
+    recoverIn(dataFolderPath(), true);
+    for (const char *place : {"/tmp", "/var/tmp"})
+        recoverIn(place, false);
+}
+
+void removePrivateFolders() {
+    PrivateFolders &all = privateFolders();
+    const std::lock_guard lock(all.mutex);
+    for (const std::shared_ptr<PrivateFolder> &folder : all.folders) {
+        if (folder->retired)
+            continue;
+        unlinkat(folder->descriptor.get(), journalName, 0);
+        const Fd base = openWay(folder->path.substr(0, folder->path.rfind('/') + 1), O_PATH);
+        const std::string name = folder->path.substr(folder->path.rfind('/') + 1);
+        Record record;
+        if (base && readRecord(base.get(), name.c_str(), record) && isOursAlone(record))
+            unlinkat(base.get(), name.c_str(), AT_REMOVEDIR);
+        if (!folder->link.empty())
+            unlink(folder->link.c_str());
+    }
+    all.folders.clear();
+    if (all.madeDataFolder)
+        rmdir(dataFolderPath().c_str());
+}
+
+} // namespace dm::platform

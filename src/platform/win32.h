@@ -1,0 +1,28 @@
+// The Win32 interface as far as the program calls it. On Windows these are the system's own headers;
+// elsewhere the same published declarations, implemented by the platform layer.
+#pragma once
+
+#if defined(_WIN32)
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+
+#include <objbase.h>
+#include <shellapi.h>
+#include <shlobj.h>
+#include <tlhelp32.h>
+#include <winioctl.h>
+
+#include <cwchar>
+#include <cwctype>
+#else
+#include "platform/linux/win32_base.h"
+#include "platform/linux/win32_files.h"
+#include "platform/linux/win32_processes.h"
+#include "platform/linux/win32_shell.h"
+#include "platform/linux/win32_windows.h"
+#endif
