@@ -1,0 +1,222 @@
+// Measures scans and clean-ups on real folders. Each phase prints one line of JSON.
+#include "engine/cleaner.h"
+#include "engine/scanner.h"
+#include "make_tree.h"
+#include "platform/linux/private_folder.h"
+#include "platform/linux/volumes.h"
+
+#include <charconv>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace dm::bench {
+
+namespace {
+
+constexpr const char *usage =
+    "usage: dustmere_bench scan FOLDER\n"
+    "       dustmere_bench clean FOLDER [--hold FILE] [--retry]   deletes what the scan offers\n"
+    "       dustmere_bench places                                 scans the fixed places\n"
+    "       dustmere_bench make-tree FOLDER DIRS FILES            FOLDER must be empty or missing\n";
+
+/// What the command line asks for that does not make sense.
+struct UsageError {};
+
+class Stopwatch {
+public:
+    double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(); }
+
+private:
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+// One line of JSON: names and numbers.
+class Line {
+public:
+    explicit Line(const char *phase) { text_ = std::string("{\"phase\":\"") + phase + '"'; }
+
+    Line &add(const char *name, std::uint64_t value) { return addText(name, std::to_string(value)); }
+    Line &addFlag(const char *name, bool value) { return addText(name, value ? "true" : "false"); }
+    void print(const Stopwatch &stopwatch) {
+        char seconds[32];
+        std::snprintf(seconds, sizeof(seconds), "%.6f", stopwatch.seconds());
+        addText("seconds", seconds);
+        rusage usage;
+        getrusage(RUSAGE_SELF, &usage);
+        add("peak_bytes", static_cast<std::uint64_t>(usage.ru_maxrss) * 1024);
+        std::printf("%s}\n", text_.c_str());
+        std::fflush(stdout);
+    }
+
+private:
+    Line &addText(const char *name, const std::string &value) {
+        text_ += std::string(",\"") + name + "\":" + value;
+        return *this;
+    }
+
+    std::string text_;
+};
+
+const std::atomic<bool> neverCancelled = false;
+
+WString programPath(const std::string &folder) {
+    const std::filesystem::path absolute = std::filesystem::absolute(folder).lexically_normal();
+    std::string path = absolute.string();
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    if (!std::filesystem::is_directory(std::filesystem::symlink_status(path)))
+        throw std::runtime_error(path + ": is no folder");
+    return platform::drivePath(path);
+}
+
+void addScan(Line &line, const ScanResult &result) {
+    line.add("roots", result.roots.size())
+        .add("entries", result.entries.size())
+        .add("bytes", result.bytesByCategory[0] + result.bytesByCategory[1])
+        .add("skipped", result.skipped)
+        .add("errors", result.errors);
+}
+
+ScanResult scan(const std::string &folder) {
+    const WString root = programPath(folder);
+    const Stopwatch stopwatch;
+    ScanResult result = scanRoot(root, neverCancelled);
+    if (result.roots.empty())
+        throw std::runtime_error(folder +
+                                 ": cannot be scanned (a link or mount on its way, a drive's root, or denied)");
+    Line line("scan");
+    addScan(line, result);
+    line.print(stopwatch);
+    return result;
+}
+
+void waitForFile(const std::string &path) {
+    while (access(path.c_str(), F_OK) != 0)
+        usleep(10'000);
+}
+
+void clean(const std::string &folder, const std::string &holdFile, bool retry) {
+    const ScanResult scanned = scan(folder);
+    if (!holdFile.empty())
+        waitForFile(holdFile);
+    const Stopwatch stopwatch;
+    CleanResult result;
+    for (const FileEntry &entry : scanned.entries)
+        deleteEntry(entry, scanned.roots.front(), true, neverCancelled, result, {.skipLockedFiles = !retry});
+    Line("clean")
+        .add("entries", scanned.entries.size())
+        .add("files_deleted", result.filesDeleted)
+        .add("bytes", result.bytesFreed)
+        .add("skipped", result.skipped)
+        .add("errors", result.errors)
+        .add("locked_skipped", result.lockedSkipped)
+        .add("locked_errors", result.lockedErrors)
+        .add("retries", result.retries)
+        .addFlag("cancelled", result.cancelled)
+        .print(stopwatch);
+}
+
+std::uint64_t countOf(const ScanResult &result, CleanCategory category) {
+    std::uint64_t count = 0;
+    for (const FileEntry &entry : result.entries)
+        count += entry.category == category ? 1 : 0;
+    return count;
+}
+
+void scanPlaces() {
+    const Stopwatch stopwatch;
+    const ScanResult result = scanAll(neverCancelled, {});
+    Line line("places");
+    addScan(line, result);
+    line.add("temp_entries", countOf(result, CleanCategory::Temp))
+        .add("temp_bytes", result.bytesByCategory[0])
+        .add("browser_entries", countOf(result, CleanCategory::Browser))
+        .add("browser_bytes", result.bytesByCategory[1])
+        .add("recycle_items", result.recycleItems)
+        .add("recycle_bytes", result.recycleBytes)
+        .print(stopwatch);
+}
+
+void printTree(const std::string &folder, std::uint64_t folders, std::uint64_t files) {
+    const Stopwatch stopwatch;
+    const TreeFigures tree = makeTree(folder, folders, files);
+    Line("make-tree")
+        .add("folders", tree.folders)
+        .add("offered", tree.offered)
+        .add("offered_bytes", tree.offeredBytes)
+        .add("not_offered", tree.symbolicLinks + tree.hardLinkedNames + tree.readOnly + tree.fresh)
+        .add("symbolic_links", tree.symbolicLinks)
+        .add("hard_linked_names", tree.hardLinkedNames)
+        .add("read_only", tree.readOnly)
+        .add("fresh", tree.fresh)
+        .print(stopwatch);
+}
+
+std::uint64_t numberOf(std::string_view text) {
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size())
+        throw UsageError();
+    return number;
+}
+
+void cleanAsTold(const std::vector<std::string> &arguments) {
+    std::string holdFile;
+    bool retry = false;
+    for (std::size_t index = 2; index < arguments.size(); ++index) {
+        if (arguments[index] == "--retry")
+            retry = true;
+        else if (arguments[index] == "--hold" && index + 1 < arguments.size())
+            holdFile = arguments[++index];
+        else
+            throw UsageError();
+    }
+    clean(arguments[1], holdFile, retry);
+}
+
+void run(const std::vector<std::string> &arguments) {
+    const std::string command = arguments.empty() ? "" : arguments[0];
+    if (command == "scan" && arguments.size() == 2)
+        scan(arguments[1]);
+    else if (command == "clean" && arguments.size() >= 2)
+        cleanAsTold(arguments);
+    else if (command == "places" && arguments.size() == 1)
+        scanPlaces();
+    else if (command == "make-tree" && arguments.size() == 4)
+        printTree(arguments[1], numberOf(arguments[2]), numberOf(arguments[3]));
+    else
+        throw UsageError();
+}
+
+int runToExitCode(const std::vector<std::string> &arguments) {
+    try {
+        run(arguments);
+        return 0;
+    } catch (const UsageError &) {
+        std::fputs(usage, stderr);
+        return 2;
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "dustmere_bench: %s\n", error.what());
+        return 1;
+    }
+}
+
+} // namespace
+
+} // namespace dm::bench
+
+int main(int argc, char **argv) {
+    dm::platform::recoverPrivateFolders();
+    const int code = dm::bench::runToExitCode({argv + 1, argv + argc});
+    dm::platform::removePrivateFolders();
+    return code;
+}

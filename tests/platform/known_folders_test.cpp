@@ -1,0 +1,124 @@
+#include "platform/linux/base_folders.h"
+#include "platform/linux/volumes.h"
+#include "platform/win32.h"
+#include "scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include <pwd.h>
+#include <sys/stat.h>
+
+namespace dm::platform {
+namespace {
+
+using test::Scratch;
+
+/// Runs in a process that was started anew, since the base folders are looked up once in a process.
+void inNewProcess(const std::function<void()> &body) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            body();
+            std::fflush(nullptr);
+            _exit(testing::Test::HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+void setVariable(const char *name, const std::string &value) {
+    test::require(setenv(name, value.c_str(), 1) == 0, name);
+}
+
+TEST(KnownFolders, BaseFoldersAreResolvedWholeAndOnce) {
+    inNewProcess([] {
+        const Scratch scratch;
+        scratch.folder("real/home/cache");
+        scratch.link("home", "real/home");
+        scratch.link("real/home/.cache", scratch.path("real/home/cache"));
+        setVariable("HOME", scratch.path("home/"));
+        setVariable("XDG_DATA_HOME", "");
+        setVariable("XDG_CACHE_HOME", "relative/cache");
+        setVariable("XDG_CONFIG_HOME", scratch.path("home//not//yet"));
+        EXPECT_EQ(baseFolders().home, scratch.path("real/home"));
+        EXPECT_EQ(baseFolders().dataHome, scratch.path("real/home/.local/share"));
+        EXPECT_EQ(baseFolders().cacheHome, scratch.path("real/home/cache"));
+        EXPECT_EQ(baseFolders().configHome, scratch.path("real/home/not/yet"));
+        setVariable("HOME", "/elsewhere");
+        EXPECT_EQ(baseFolders().home, scratch.path("real/home"));
+
+        EXPECT_TRUE(makeBaseFolder(baseFolders().dataHome));
+        for (const char *made : {"home/.local", "home/.local/share"}) {
+            struct stat status {};
+            EXPECT_EQ(stat(scratch.path(made).c_str(), &status), 0);
+            EXPECT_EQ(status.st_mode & 07777, 0700U) << made;
+        }
+        EXPECT_TRUE(makeBaseFolder(baseFolders().dataHome));
+        EXPECT_FALSE(makeBaseFolder(scratch.file("file")));
+        EXPECT_FALSE(makeBaseFolder(scratch.path("file/below")));
+    });
+}
+
+TEST(KnownFolders, AccountTellsTheHomeWhereTheEnvironmentDoesNot) {
+    const passwd *account = getpwuid(getuid());
+    if (account == nullptr || account->pw_dir[0] != '/')
+        GTEST_SKIP() << "This user has no account with a home folder.";
+    inNewProcess([account] {
+        unsetenv("HOME");
+        EXPECT_EQ(baseFolders().home, std::filesystem::weakly_canonical(account->pw_dir).string());
+    });
+}
+
+TEST(KnownFolders, LocalAppDataIsTheDataHome) {
+    PWSTR path = nullptr;
+    ASSERT_EQ(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &path), S_OK);
+    EXPECT_EQ(linuxPath(path), baseFolders().dataHome);
+    CoTaskMemFree(path);
+    EXPECT_EQ(SHGetKnownFolderPath(GUID{}, 0, nullptr, &path), E_INVALIDARG);
+    EXPECT_EQ(path, nullptr);
+    EXPECT_EQ(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, nullptr), E_INVALIDARG);
+}
+
+TEST(KnownFolders, DataHomeThatCannotBeMadeIsAFailure) {
+    inNewProcess([] {
+        const Scratch scratch;
+        setVariable("XDG_DATA_HOME", scratch.file("file") + "/data");
+        PWSTR none = nullptr;
+        EXPECT_TRUE(FAILED(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &none)));
+        EXPECT_EQ(none, nullptr);
+    });
+}
+
+TEST(KnownFolders, TempPath) {
+    const Scratch scratch;
+    scratch.folder("real");
+    scratch.link("link", "real");
+    const std::string before = getenv("TMPDIR");
+    const std::pair<std::string, std::string> table[] = {
+        {scratch.path("real"), scratch.path("real")},
+        {scratch.path("link//"), scratch.path("link")}, // stays a link, which is refused where it is used
+        {"relative", "/tmp"},
+        {"", "/tmp"}};
+    for (const auto &[variable, folder] : table) {
+        setVariable("TMPDIR", variable);
+        const WString expected = drivePath(folder) + W('\\');
+        WCHAR path[MAX_PATH * 2] = {0xFFFF};
+        const DWORD length = static_cast<DWORD>(expected.size());
+        EXPECT_EQ(GetTempPathW(0, nullptr), length + 1);
+        EXPECT_EQ(GetTempPathW(length, path), length + 1);
+        EXPECT_EQ(path[0], 0xFFFF) << "nothing is written into a buffer that is too small";
+        EXPECT_EQ(GetTempPathW(length + 1, path), length);
+        EXPECT_EQ(path, expected);
+    }
+    setVariable("TMPDIR", "/");
+    WCHAR path[8];
+    EXPECT_EQ(GetTempPathW(8, path), 3U);
+    EXPECT_EQ(WString(path), W("C:\\"));
+    setVariable("TMPDIR", "/proc");
+    EXPECT_EQ(GetTempPathW(8, path), 0U);
+    setVariable("TMPDIR", before);
+}
+
+} // namespace
+} // namespace dm::platform

@@ -1,0 +1,100 @@
+#include "platform/places.h"
+
+#include "engine/paths.h"
+#include "platform/linux/base_folders.h"
+#include "platform/linux/scan_paths.h"
+#include "platform/linux/volumes.h"
+
+#include <gtest/gtest.h>
+
+namespace dm {
+namespace {
+
+TEST(Places, BrowsersInTheirOrder) {
+    const platform::BaseFolders folders = {"/h", "/h/data", "/cache", "/config"};
+    std::string told;
+    for (const platform::BrowserPaths &browser : platform::browserPaths(folders)) {
+        told += browser.profiles + (browser.profileNames == ProfileNames::Any ? " any:" : ":");
+        for (const platform::CachePath &cache : browser.caches)
+            told += ' ' + cache.parent + '|' + cache.name;
+        told += '\n';
+    }
+    EXPECT_EQ(
+        told,
+        R"(/config/google-chrome: /cache/google-chrome|Cache /cache/google-chrome|Code Cache /config/google-chrome|GPUCache
+/config/google-chrome-beta: /cache/google-chrome-beta|Cache /cache/google-chrome-beta|Code Cache /config/google-chrome-beta|GPUCache
+/config/google-chrome-unstable: /cache/google-chrome-unstable|Cache /cache/google-chrome-unstable|Code Cache /config/google-chrome-unstable|GPUCache
+/h/.var/app/com.google.Chrome/config/google-chrome: /h/.var/app/com.google.Chrome/cache/google-chrome|Cache /h/.var/app/com.google.Chrome/cache/google-chrome|Code Cache /h/.var/app/com.google.Chrome/config/google-chrome|GPUCache
+/config/chromium: /cache/chromium|Cache /cache/chromium|Code Cache /config/chromium|GPUCache
+/h/snap/chromium/common/chromium: /h/snap/chromium/common/.cache/chromium|Cache /h/snap/chromium/common/.cache/chromium|Code Cache /h/snap/chromium/common/chromium|GPUCache
+/h/.var/app/org.chromium.Chromium/config/chromium: /h/.var/app/org.chromium.Chromium/cache/chromium|Cache /h/.var/app/org.chromium.Chromium/cache/chromium|Code Cache /h/.var/app/org.chromium.Chromium/config/chromium|GPUCache
+/config/microsoft-edge: /cache/microsoft-edge|Cache /cache/microsoft-edge|Code Cache /config/microsoft-edge|GPUCache
+/config/microsoft-edge-beta: /cache/microsoft-edge-beta|Cache /cache/microsoft-edge-beta|Code Cache /config/microsoft-edge-beta|GPUCache
+/config/microsoft-edge-dev: /cache/microsoft-edge-dev|Cache /cache/microsoft-edge-dev|Code Cache /config/microsoft-edge-dev|GPUCache
+/h/.var/app/com.microsoft.Edge/config/microsoft-edge: /h/.var/app/com.microsoft.Edge/cache/microsoft-edge|Cache /h/.var/app/com.microsoft.Edge/cache/microsoft-edge|Code Cache /h/.var/app/com.microsoft.Edge/config/microsoft-edge|GPUCache
+/cache/mozilla/firefox any: /cache/mozilla/firefox|cache2
+/h/snap/firefox/common/.cache/mozilla/firefox any: /h/snap/firefox/common/.cache/mozilla/firefox|cache2
+/h/.var/app/org.mozilla.firefox/cache/mozilla/firefox any: /h/.var/app/org.mozilla.firefox/cache/mozilla/firefox|cache2
+)");
+}
+
+TEST(Places, OfThisUser) {
+    const ScanPlaces places = scanPlaces();
+    EXPECT_EQ(platform::linuxPath(places.userTemp), "/tmp");
+    EXPECT_EQ(platform::linuxPath(places.systemTemp), "/var/tmp");
+    const std::vector<platform::BrowserPaths> browsers = platform::browserPaths(platform::baseFolders());
+    ASSERT_EQ(places.browsers.size(), browsers.size());
+    for (std::size_t index = 0; index < browsers.size(); ++index) {
+        const BrowserPlace &place = places.browsers[index];
+        WString normal;
+        EXPECT_TRUE(normalizePath(place.profiles, normal) && normal == place.profiles);
+        EXPECT_EQ(platform::linuxPath(place.profiles), browsers[index].profiles);
+        ASSERT_EQ(place.caches.size(), browsers[index].caches.size());
+        for (std::size_t cache = 0; cache < place.caches.size(); ++cache)
+            EXPECT_EQ(platform::linuxPath(place.caches[cache].parent), browsers[index].caches[cache].parent);
+    }
+}
+
+TEST(Places, PathsAsAPersonReadsAndTypesThem) {
+    const WString home = shownPath(platform::drivePath(platform::baseFolders().home));
+    ASSERT_EQ(home.front(), W('/'));
+    // The last text of a row is what is shown for what was typed, where that is not the same.
+    const std::vector<WString> table[] = {{W("/")},
+                                          {W("/nowhere/user/film.mkv")},
+                                          {W("/nowhere/user/a:b\\c ")},
+                                          {W("/nowhere/aux/Ünïcödé 😀/\xF02E")},
+                                          {W("//nowhere///user/"), W("/nowhere/user")},
+                                          {W("///"), W("/")},
+                                          {W("~"), home},
+                                          {W("~/"), home},
+                                          {W("~//Films/x"), home + W("/Films/x")}};
+    for (const std::vector<WString> &row : table) {
+        const WString typed = typedPath(row.front());
+        WString normal;
+        EXPECT_TRUE(normalizePath(typed, normal) && normal == typed) << testing::PrintToString(row);
+        EXPECT_EQ(shownPath(typed), row.back());
+        EXPECT_EQ(typedPath(typed), typed);
+    }
+    EXPECT_EQ(shownPath(platform::drivePath("/a\xFF\xE2\x82/b")), W("/a\xFFFD\xFFFD\xFFFD/b"));
+}
+
+TEST(Places, WhatCannotBeTurnedComesBackAsItIs) {
+    for (const WString &text :
+         {WString(), WString(W("relative/path")), WString(W("~user/x")), WString(W("/proc/self/maps")),
+          WString(W("\\\\server\\share")), WString(W("C:")), WString(W("/a\0b"), 4), WString{W('/'), 0xD800},
+          WString{W('/'), 0xDC80}, WString(W("1:\\x"))}) {
+        EXPECT_EQ(typedPath(text), text);
+        EXPECT_EQ(shownPath(text), text);
+    }
+    for (const WChar *path : {W("C:\\a."), W("C:\\..\\x"), W("C:\\a\\\\b"), W("C:\\*")})
+        EXPECT_EQ(shownPath(path), path);
+    // Nothing is resolved: the path is refused where it is used.
+    for (const WChar *text : {W("/nowhere/../etc"), W("/nowhere/./x"), W("~/..")}) {
+        WString normal;
+        EXPECT_FALSE(normalizePath(typedPath(text), normal)) << testing::PrintToString(WString(text));
+    }
+    EXPECT_EQ(platformName(), W("Linux"));
+}
+
+} // namespace
+} // namespace dm
