@@ -1,3 +1,4 @@
+#include "platform/linux/closer.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/fd.h"
 #include "platform/linux/volumes.h"
@@ -69,6 +70,7 @@ BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR folder, PULARGE_INTEGER available, PULAR
     const std::string place = path.size() == 3 ? volume->mountPoint : linuxPath(path);
     if (place.empty())
         return fail(ERROR_PATH_NOT_FOUND);
+    finishClosing();
     const Fd opened = openForLook(place);
     struct statx record = {};
     if (!opened || statx(opened.get(), "", AT_EMPTY_PATH, STATX_MNT_ID, &record) != 0)

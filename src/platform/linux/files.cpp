@@ -180,8 +180,8 @@ Fd createNew(const Place &place, DWORD access) {
     how.flags = static_cast<unsigned>(openFlags(access)) | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     how.mode = S_IRUSR | S_IWUSR;
     how.resolve = RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS | RESOLVE_BENEATH;
-    return Fd(static_cast<int>(
-        syscall(SYS_openat2, place.parent->descriptor.get(), place.name.c_str(), &how, sizeof how)));
+    return Fd(
+        static_cast<int>(syscall(SYS_openat2, place.parent->descriptor.get(), place.name.c_str(), &how, sizeof how)));
 }
 
 HANDLE createAlways(Place place, DWORD access, DWORD share, DWORD flags) {
@@ -421,9 +421,8 @@ BOOL WINAPI RemoveDirectoryW(LPCWSTR path) {
 
 BOOL WINAPI DeleteFileW(LPCWSTR path) {
     Place place;
-    return findPlaceToChange(path, place)
-               ? changed(unlinkat(place.parent->descriptor.get(), place.name.c_str(), 0))
-               : FALSE;
+    return findPlaceToChange(path, place) ? changed(unlinkat(place.parent->descriptor.get(), place.name.c_str(), 0))
+                                          : FALSE;
 }
 
 BOOL WINAPI MoveFileW(LPCWSTR from, LPCWSTR to) {
@@ -439,7 +438,7 @@ BOOL WINAPI CreateHardLinkW(LPCWSTR newPath, LPCWSTR existingPath, SECURITY_ATTR
     Place target;
     Place source;
     return findPlaceToChange(newPath, target) && findPlaceToChange(existingPath, source)
-               ? changed(linkat(source.parent->descriptor.get(), source.name.c_str(),
-                                target.parent->descriptor.get(), target.name.c_str(), 0))
+               ? changed(linkat(source.parent->descriptor.get(), source.name.c_str(), target.parent->descriptor.get(),
+                                target.name.c_str(), 0))
                : FALSE;
 }

@@ -29,7 +29,7 @@ struct Entry {
     char name[];
 };
 
-struct Listing : Object {
+struct Listing final : Object {
     FolderRef folder;
     Fd descriptor; ///< -1 for a drive's root that exists in name alone
     std::unique_ptr<unsigned char[]> buffer;
@@ -62,7 +62,8 @@ bool isKeptOut(const Folder &folder, std::string_view name, const Record &record
 }
 
 void fill(const Folder &folder, std::string_view name, const Record &record, WIN32_FIND_DATAW &data) {
-    WString wide;
+    thread_local WString wide;
+    wide.clear();
     appendWideName(name, wide);
     data.dwFileAttributes = attributesOf(record, folder.id().device);
     if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 && isKeptOut(folder, name, record))

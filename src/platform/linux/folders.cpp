@@ -223,9 +223,8 @@ bool proveLevel(const Folder &folder) {
     if (!folder.descriptor || folder.linuxPath == "/")
         return true;
     Record record;
-    const bool found = folder.volumeRoot
-                           ? readRecord(AT_FDCWD, folder.linuxPath.c_str(), record)
-                           : readRecord(folder.parent->descriptor.get(), folder.name.c_str(), record);
+    const bool found = folder.volumeRoot ? readRecord(AT_FDCWD, folder.linuxPath.c_str(), record)
+                                         : readRecord(folder.parent->descriptor.get(), folder.name.c_str(), record);
     return found && idOf(record) == folder.id() && record.stx_mnt_id == folder.record.stx_mnt_id;
 }
 
@@ -252,16 +251,15 @@ bool provePath(const Folder &folder, std::string_view name, const ObjectId &id) 
         return readRecord(AT_FDCWD, path.c_str(), record) && idOf(record) == id &&
                record.stx_mnt_id == folder.record.stx_mnt_id;
     // Longer than the kernel takes at once.
-    const bool named = name.empty() ||
-                       (readRecord(folder.descriptor.get(), std::string(name).c_str(), record) && idOf(record) == id);
+    const bool named =
+        name.empty() || (readRecord(folder.descriptor.get(), std::string(name).c_str(), record) && idOf(record) == id);
     return named && proveAllLevels(folder);
 }
 
 bool isWritable(Folder &folder) {
     if (!folder.writable)
-        folder.writable =
-            faccessat(folder.descriptor.get(), "", W_OK | X_OK, AT_EMPTY_PATH | AT_EACCESS) == 0 &&
-            (folder.record.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) == 0;
+        folder.writable = faccessat(folder.descriptor.get(), "", W_OK | X_OK, AT_EMPTY_PATH | AT_EACCESS) == 0 &&
+                          (folder.record.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) == 0;
     return *folder.writable;
 }
 

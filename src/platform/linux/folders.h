@@ -53,7 +53,8 @@ FolderRef heldChild(const FolderRef &parent, WStringView normal);
 FolderRef adoptFolder(const FolderRef &parent, WStringView normal, std::string name, Fd descriptor,
                       const Record &record);
 
-/// Opens one name under a folder: O_PATH, through no link, over no mount. Empty with errno set (EXDEV at a mount point).
+/// Opens one name under a folder: O_PATH, through no link, over no mount. Empty with errno set (EXDEV at a mount
+/// point).
 Fd openName(int folder, const char *name);
 
 /// The name under its held parent is still the held folder; a volume's root is still mounted where it was.

@@ -18,7 +18,7 @@ namespace dm::platform {
 
 namespace {
 
-/// An environment variable that holds an absolute path. The XDG base directory specification has relative values
+/// An environment variable that holds an absolute path. The XDG rules have relative values
 /// ignored, and an empty one counts as unset.
 std::string absoluteVariable(const char *name) {
     const char *value = getenv(name);

@@ -3,6 +3,7 @@
 #include "platform/linux/command_line.h"
 #include "platform/linux/private_folder.h"
 
+#include <csignal>
 #include <span>
 
 namespace {
@@ -13,6 +14,8 @@ char module;
 } // namespace
 
 int main(int count, char **arguments) {
+    // A display server that goes away is told by the failed write, not by the signal's sudden end.
+    std::signal(SIGPIPE, SIG_IGN);
     dm::platform::recoverPrivateFolders();
     const std::span<const char *const> all(arguments, static_cast<std::size_t>(count));
     dm::WString commandLine = dm::platform::commandLineOf(all.subspan(all.empty() ? 0 : 1));

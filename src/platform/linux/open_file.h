@@ -11,14 +11,14 @@ namespace dm::platform {
 
 struct PrivateFolder;
 
-struct OpenFile : Object {
+struct OpenFile final : Object {
     FolderRef folder;                             ///< a pinned folder: the folder itself
     FolderRef parent;                             ///< anything else: the folder that it was opened in,
     std::string name;                             ///< its name there,
     Fd descriptor;                                ///< its own descriptor (-1 for a mount point, which is never opened),
     ObjectId id;                                  ///< and which object it is
     WString path;                                 ///< drive form
-    Record record = {};                           ///< as it was last read
+    Record record;                                ///< as it was last read
     bool recordIsFresh = false;                   ///< the open itself read it: the first question need not read again
     bool placeIsProved = false;                   ///< the open itself proved it below a pinned folder: likewise
     std::shared_ptr<PrivateFolder> privateFolder; ///< set while the file is held for removal, under a lease

@@ -2,6 +2,8 @@
 
 #include "platform/linux/base_folders.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/path_text.h"
+#include "platform/linux/scan_paths.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -17,6 +19,7 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace dm::platform {
@@ -33,6 +36,7 @@ struct TakenRecord {
 namespace {
 
 constexpr std::string_view namePrefix = ".dustmere-";
+constexpr std::size_t randomDigits = 32;
 constexpr const char *journalName = "journal";
 constexpr mode_t privateMode = S_IWUSR | S_IXUSR;
 constexpr std::size_t journalStart = 4096;
@@ -67,21 +71,38 @@ Fd openWay(std::string_view path, int lastFlags) {
     return folder;
 }
 
+/// The temp folders, which are looked through at each start: what lies there need not be remembered elsewhere.
+constexpr std::array<const char *, 2> knownPlaces = {userTempPath, systemTempPath};
+
+bool isRandomName(std::string_view name) {
+    return name.size() == randomDigits && name.find_first_not_of("0123456789abcdef") == name.npos;
+}
+
+/// The name of a private folder, as against what somebody else has called by the same beginning.
+bool isPrivateName(std::string_view name) {
+    return name.starts_with(namePrefix) && isRandomName(name.substr(namePrefix.size()));
+}
+
 /// A folder of this user, with exactly the private mode.
 bool isOursAlone(const Record &record) {
     return S_ISDIR(record.stx_mode) && record.stx_uid == geteuid() && (record.stx_mode & 07777) == privateMode;
 }
 
 /// Whether the kernel sees every way in which a file can be in use here: it must grant a lease on a file that nobody
-/// else has open, and refuse it while the file is only mapped.
-bool probeLeases(int folder) {
+/// else has open, and refuse it while the file is only mapped. Nothing, with errno set, where that cannot be tried: a
+/// full disk says nothing about leases.
+std::optional<bool> probeLeases(int folder) {
     const std::string name = randomName();
     Fd file(openat(folder, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    if (!file)
-        return false;
-    Fd other(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    unlinkat(folder, name.c_str(), 0);
-    void *mapped = other ? mmap(nullptr, 1, PROT_READ, MAP_PRIVATE, other.get(), 0) : MAP_FAILED;
+    Fd other = file ? Fd(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC)) : Fd();
+    const int failure = errno;
+    if (file)
+        unlinkat(folder, name.c_str(), 0);
+    if (!other) {
+        errno = failure;
+        return std::nullopt;
+    }
+    void *mapped = mmap(nullptr, 1, PROT_READ, MAP_PRIVATE, other.get(), 0);
     other.reset();
     fcntl(file.get(), F_SETSIG, SIGURG);
     const bool refusedWhileMapped =
@@ -108,14 +129,17 @@ bool mapJournal(PrivateFolder &folder, std::size_t size) {
     return true;
 }
 
+std::string newPrivateName() {
+    return std::string(namePrefix) + randomName();
+}
+
 /// Makes a private folder under `base`, or nothing and errno. A starting process that finds it without a locked
 /// journal takes it for abandoned and removes it; the caller then tries again.
-std::shared_ptr<PrivateFolder> makeUnder(int base, const std::string &basePath) {
+std::shared_ptr<PrivateFolder> makeUnder(int base, const std::string &basePath, const std::string &name) {
     auto folder = std::make_shared<PrivateFolder>();
-    const std::string name = std::string(namePrefix) + randomName();
     if (mkdirat(base, name.c_str(), privateMode) != 0)
         return nullptr;
-    folder->path = basePath + "/" + name;
+    folder->path = joinPath(basePath, name);
     const auto undo = [&] {
         const int failure = errno;
         unlinkat(folder->descriptor.get(), journalName, 0);
@@ -135,10 +159,12 @@ std::shared_ptr<PrivateFolder> makeUnder(int base, const std::string &basePath) 
     folder->device = idOf(record).device;
     folder->journal = Fd(openat(folder->descriptor.get(), journalName,
                                 O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    if (!folder->journal || flock(folder->journal.get(), LOCK_EX | LOCK_NB) != 0 ||
-        !mapJournal(*folder, journalStart))
+    if (!folder->journal || flock(folder->journal.get(), LOCK_EX | LOCK_NB) != 0 || !mapJournal(*folder, journalStart))
         return undo();
-    folder->leasesTell = probeLeases(folder->descriptor.get());
+    const std::optional<bool> leasesTell = probeLeases(folder->descriptor.get());
+    if (!leasesTell)
+        return undo();
+    folder->leasesTell = *leasesTell;
     return folder;
 }
 
@@ -152,21 +178,40 @@ Fd openDataFolder() {
     return openWay(path, O_RDONLY);
 }
 
+/// The same, remembered by a link in the data folder, which is there first: what a killed process leaves must be found
+/// again, or nothing may be put there.
+std::shared_ptr<PrivateFolder> makeRemembered(const Folder &base, int dataFolder) {
+    const std::string name = newPrivateName();
+    const std::string link = joinPath(dataFolderPath(), name);
+    if (symlinkat(joinPath(base.linuxPath, name).c_str(), dataFolder, name.c_str()) != 0)
+        return nullptr;
+    std::shared_ptr<PrivateFolder> made = makeUnder(base.descriptor.get(), base.linuxPath, name);
+    if (made) {
+        made->link = link;
+        return made;
+    }
+    const int failure = errno;
+    unlinkat(dataFolder, name.c_str(), 0);
+    errno = failure;
+    return nullptr;
+}
+
 /// The private folder of a mount that the data folder is not on lies in the topmost folder on the way in which this
-/// user can make one; the data folder remembers it by a link, if there is a data folder.
-std::shared_ptr<PrivateFolder> makeOnMountOf(const FolderRef &folder, int dataFolder) {
+/// user can make one.
+std::shared_ptr<PrivateFolder> makeOnMountOf(const FolderRef &folder, const Fd &dataFolder) {
+    const int failure = errno; // of the data folder, if it is missing
     std::vector<Folder *> way;
     for (FolderRef level = folder; level && level->descriptor; level = level->parent)
         way.push_back(level.get());
     std::shared_ptr<PrivateFolder> made;
     for (auto level = way.rbegin(); level != way.rend() && !made; ++level) {
-        if (isWritable(**level))
-            made = makeUnder((*level)->descriptor.get(), (*level)->linuxPath);
-    }
-    if (made && dataFolder >= 0) {
-        const std::string name = made->path.substr(made->path.rfind('/') + 1);
-        if (symlinkat(made->path.c_str(), dataFolder, name.c_str()) == 0)
-            made->link = dataFolderPath() + "/" + name;
+        if (!isWritable(**level))
+            continue;
+        errno = failure;
+        if (std::find(knownPlaces.begin(), knownPlaces.end(), (*level)->linuxPath) != knownPlaces.end())
+            made = makeUnder((*level)->descriptor.get(), (*level)->linuxPath, newPrivateName());
+        else if (dataFolder)
+            made = makeRemembered(**level, dataFolder.get());
     }
     return made;
 }
@@ -176,8 +221,8 @@ std::shared_ptr<PrivateFolder> makeFor(const FolderRef &folder) {
     Record record;
     if (dataFolder && readRecord(dataFolder.get(), "", record) && record.stx_mnt_id == folder->record.stx_mnt_id &&
         idOf(record).device == folder->id().device)
-        return makeUnder(dataFolder.get(), dataFolderPath());
-    return makeOnMountOf(folder, dataFolder.get());
+        return makeUnder(dataFolder.get(), dataFolderPath(), newPrivateName());
+    return makeOnMountOf(folder, dataFolder);
 }
 
 std::string keptName(const std::string &name) {
@@ -191,8 +236,7 @@ PutBack moveBack(int privateFolder, const std::string &taken, int to, const std:
         return PutBack::UnderItsName;
     if (underItsName && errno != EEXIST)
         return PutBack::Failed;
-    const bool moved =
-        renameat2(privateFolder, taken.c_str(), to, keptName(name).c_str(), RENAME_NOREPLACE) == 0;
+    const bool moved = renameat2(privateFolder, taken.c_str(), to, keptName(name).c_str(), RENAME_NOREPLACE) == 0;
     return moved ? PutBack::Beside : PutBack::Failed;
 }
 
@@ -225,7 +269,7 @@ bool readJournal(int journal, std::string &taken, std::string &folder, std::stri
     folder = bytes.substr(sizeof head, head.folderBytes);
     name = bytes.substr(sizeof head + head.folderBytes, head.nameBytes);
     return folder.starts_with('/') && name.find('/') == std::string::npos && name != "." && name != ".." &&
-           taken.find_first_not_of("0123456789abcdef") == std::string::npos;
+           isRandomName(taken);
 }
 
 /// Whatever the journal does not explain is set beside the private folder, where it can be found.
@@ -242,18 +286,31 @@ void setFree(int privateFolder, const std::string &basePath) {
     closedir(listing);
 }
 
-/// Empties and removes one abandoned private folder. One whose journal is locked belongs to a process that lives.
-/// False if it must stay.
+/// A folder that a killed process left, at whatever moment of its making or removal.
+bool isAbandonedKind(const Record &record) {
+    const mode_t mode = record.stx_mode & 07777;
+    return S_ISDIR(record.stx_mode) && record.stx_uid == geteuid() && (mode == privateMode || mode == S_IRWXU);
+}
+
+/// Empties and removes one abandoned private folder. One whose journal is locked, or cannot be asked, may belong to a
+/// process that lives. False if it must stay, or is not there: its volume may be away.
 bool recover(const std::string &basePath, const std::string &name) {
     const Fd base = openWay(basePath, O_PATH);
     const Fd folder = base ? openName(base.get(), name.c_str()) : Fd();
     Record record;
-    if (!folder)
-        return errno == ENOENT;
-    if (!readRecord(folder.get(), "", record) || !S_ISDIR(record.stx_mode) || record.stx_uid != geteuid())
+    if (!folder || !readRecord(folder.get(), "", record) || !isAbandonedKind(record))
         return false;
-    const Fd journal(openat(folder.get(), journalName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (journal && flock(journal.get(), LOCK_EX | LOCK_NB) != 0)
+    // Without a journal it is one that was just made or is about to go, and holds nothing.
+    const auto openJournal = [&folder] {
+        return Fd(openat(folder.get(), journalName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    };
+    Fd journal = openJournal();
+    if (!journal && errno == ENOENT) {
+        if (unlinkat(base.get(), name.c_str(), AT_REMOVEDIR) == 0)
+            return true;
+        journal = openJournal();
+    }
+    if (journal ? flock(journal.get(), LOCK_EX | LOCK_NB) != 0 : errno != ENOENT)
         return false;
     std::string taken;
     std::string from;
@@ -273,7 +330,7 @@ void recoverIn(const std::string &basePath, bool followLinks) {
         return;
     std::vector<std::string> names;
     while (const dirent *entry = readdir(listing)) {
-        if (std::string_view(entry->d_name).starts_with(namePrefix))
+        if (isPrivateName(entry->d_name))
             names.emplace_back(entry->d_name);
     }
     const int base = dirfd(listing);
@@ -330,7 +387,8 @@ std::shared_ptr<PrivateFolder> privateFolderFor(const FolderRef &folder) {
             return known;
     }
     std::shared_ptr<PrivateFolder> made = makeFor(folder);
-    for (int attempt = 0; !made && errno == ENOENT && attempt < 3; ++attempt)
+    // A starting process may have taken it for abandoned, at either of its looks.
+    for (int attempt = 0; !made && (errno == ENOENT || errno == EWOULDBLOCK) && attempt < 3; ++attempt)
         made = makeFor(folder);
     if (made)
         all.folders.push_back(made);
@@ -366,8 +424,7 @@ DWORD takeName(PrivateFolder &folder, const FolderRef &from, const std::string &
 PutBack putBack(PrivateFolder &folder, const std::string &taken, const Folder &to, const std::string &name) {
     bool underItsName = true;
     for (const Folder *level = &to; level != nullptr && level->descriptor; level = level->parent.get()) {
-        const PutBack result =
-            moveBack(folder.descriptor.get(), taken, level->descriptor.get(), name, underItsName);
+        const PutBack result = moveBack(folder.descriptor.get(), taken, level->descriptor.get(), name, underItsName);
         if (result != PutBack::Failed)
             return result;
         underItsName = false;
@@ -381,7 +438,7 @@ bool isPrivateFolder(std::string_view name, const Record &record) {
 
 void recoverPrivateFolders() {
     recoverIn(dataFolderPath(), true);
-    for (const char *place : {"/tmp", "/var/tmp"})
+    for (const char *place : knownPlaces)
         recoverIn(place, false);
 }
 

@@ -24,7 +24,7 @@ struct PrivateFolder {
     TakenRecord *taken = nullptr;
     std::size_t journalSize = 0; ///< bytes mapped
     std::string path;            ///< absolute Linux path
-    std::string link;            ///< where the data folder remembers it; empty if it lies there itself
+    std::string link;            ///< where the data folder remembers it; empty if it lies there or in a temp folder
     std::uint64_t mountId = 0;
     std::uint64_t device = 0;
     bool leasesTell = false; ///< a write lease is refused here while a file is mapped with its descriptor closed
@@ -38,7 +38,7 @@ struct PrivateFolder {
 };
 
 /// The private folder on the mount of a folder, made if it is not there yet. Null with the last error set where none
-/// can be made: no folder of this user, modes not honoured, no space.
+/// can be made: no folder of this user, modes not honoured, no space, or no way to find it again after a crash.
 std::shared_ptr<PrivateFolder> privateFolderFor(const FolderRef &folder);
 
 /// Forgets a private folder that somebody removed or that must not be used any more.

@@ -1,3 +1,4 @@
+#include "platform/linux/closer.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/open_file.h"
 #include "platform/linux/private_folder.h"
@@ -148,7 +149,11 @@ DWORD removeHeld(OpenFile &file) {
         return undo(file, folder, taken, errorOf(errno));
     if (!readRecord(file.descriptor.get(), "", record))
         return errorOf(errno);
-    return record.stx_nlink == 0 ? ERROR_SUCCESS : restoreName(file);
+    if (record.stx_nlink != 0)
+        return restoreName(file);
+    file.privateFolder.reset();
+    closeRemoved(std::move(file.descriptor));
+    return ERROR_SUCCESS;
 }
 
 } // namespace dm::platform

@@ -1,0 +1,92 @@
+// A machine with nothing on it, for tests of what works on the fixed places.
+#pragma once
+
+#include "namespaces.h"
+#include "scratch.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <set>
+#include <string>
+
+#include <sys/mount.h>
+#include <sys/wait.h>
+
+namespace dm::test {
+
+/// Lays an empty RAM disk on each of /tmp, /var/tmp and /home, and makes a home folder there with nothing in it, as a
+/// new account has it: its path. Only for a process isolated with its places, before it asks for its base folders.
+inline std::string enterEmptyMachine(uid_t user = geteuid()) {
+    for (const char *place : {"/tmp", "/var/tmp", "/home"})
+        require(mount("tmpfs", place, "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") == 0, place);
+    for (const char *variable : {"XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME", "TMPDIR"})
+        unsetenv(variable);
+    const std::string home = "/home/user";
+    require(mkdir(home.c_str(), S_IRWXU) == 0 && (user == geteuid() || chown(home.c_str(), user, user) == 0), home);
+    setenv("HOME", home.c_str(), 1);
+    return home;
+}
+
+inline void emptyFolder(const std::string &path) {
+    for (const auto &entry : std::filesystem::directory_iterator(path))
+        std::filesystem::remove_all(entry.path());
+}
+
+/// Makes a file last written this long ago, and last read long before, with the folders that its path needs.
+inline void makeFile(const std::string &path, std::string_view content = "content",
+                     std::chrono::nanoseconds age = 48h) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    require(static_cast<bool>(file << content << std::flush), path);
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    const auto time = std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec) - age;
+    const timespec times[2] = {{1'000'000'000, 0}, {time / 1s, static_cast<long>(time % 1s / 1ns)}};
+    require(utimensat(AT_FDCWD, path.c_str(), times, 0) == 0, path);
+}
+
+/// Everything below the folders but folders; of a link, the link itself. And the program's private folders, which are
+/// never to be left behind.
+inline std::set<std::string> filesBelow(std::initializer_list<const char *> folders) {
+    const std::string privatePrefix = ".dustmere-";
+    std::set<std::string> files;
+    for (const char *folder : folders)
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(folder)) {
+            const std::string name = entry.path().filename();
+            const bool isPrivate = name.starts_with(privatePrefix) && name.size() == privatePrefix.size() + 32;
+            if (entry.is_symlink() || !entry.is_directory() || isPrivate)
+                files.insert(entry.path());
+        }
+    return files;
+}
+
+/// Starts a process that does what it is told to, or executes another program from there, and waits until it has. It
+/// then stays until it is ended.
+inline pid_t startProcess(const std::function<void()> &work) {
+    int ready[2];
+    require(pipe2(ready, O_CLOEXEC) == 0, "pipe");
+    const pid_t child = fork();
+    require(child >= 0, "fork");
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        work();
+        close(ready[0]);
+        close(ready[1]);
+        for (;;)
+            pause();
+    }
+    close(ready[1]);
+    char nothing;
+    const ssize_t end = read(ready[0], &nothing, 1); // closed by the execution of a program or by hand
+    close(ready[0]);
+    require(end == 0, "start of a process");
+    return child;
+}
+
+inline void endProcess(pid_t process) {
+    kill(process, SIGKILL);
+    require(waitpid(process, nullptr, 0) == process, "end of a process");
+}
+
+} // namespace dm::test
