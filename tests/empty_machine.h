@@ -52,7 +52,8 @@ inline std::set<std::string> filesBelow(std::initializer_list<const char *> fold
     const std::string privatePrefix = ".dustmere-";
     std::set<std::string> files;
     for (const char *folder : folders)
-        for (const auto &entry : std::filesystem::recursive_directory_iterator(folder)) {
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(
+                 folder, std::filesystem::directory_options::skip_permission_denied)) {
             const std::string name = entry.path().filename();
             const bool isPrivate = name.starts_with(privatePrefix) && name.size() == privatePrefix.size() + 32;
             if (entry.is_symlink() || !entry.is_directory() || isPrivate)

@@ -7,7 +7,9 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/random.h>
 
@@ -24,22 +26,21 @@
 
 namespace dm::platform {
 
-/// Written before each rename into the folder, through a shared mapping: a killed process leaves it behind whole. What
-/// it names as taken need not be there any more.
-struct TakenRecord {
+namespace {
+
+/// How the record begins that is written before each rename into the folder; then follow the absolute path of the
+/// folder that the object came from, and its name. What it names as taken need not be there any more.
+struct RecordHead {
     char taken[32];
     std::uint32_t folderBytes;
     std::uint32_t nameBytes;
-    char text[]; ///< the folder's absolute path, then the name; neither ends in a null
 };
-
-namespace {
 
 constexpr std::string_view namePrefix = ".dustmere-";
 constexpr std::size_t randomDigits = 32;
 constexpr const char *journalName = "journal";
 constexpr mode_t privateMode = S_IWUSR | S_IXUSR;
-constexpr std::size_t journalStart = 4096;
+constexpr std::size_t journalBlock = 4096;
 
 struct PrivateFolders {
     std::mutex mutex;
@@ -78,11 +79,6 @@ bool isRandomName(std::string_view name) {
     return name.size() == randomDigits && name.find_first_not_of("0123456789abcdef") == name.npos;
 }
 
-/// The name of a private folder, as against what somebody else has called by the same beginning.
-bool isPrivateName(std::string_view name) {
-    return name.starts_with(namePrefix) && isRandomName(name.substr(namePrefix.size()));
-}
-
 /// A folder of this user, with exactly the private mode.
 bool isOursAlone(const Record &record) {
     return S_ISDIR(record.stx_mode) && record.stx_uid == geteuid() && (record.stx_mode & 07777) == privateMode;
@@ -112,25 +108,25 @@ std::optional<bool> probeLeases(int folder) {
     return refusedWhileMapped && fcntl(file.get(), F_SETLEASE, F_WRLCK) == 0;
 }
 
-bool mapJournal(PrivateFolder &folder, std::size_t size) {
-    // Blocks first: a page of a mapping that the disk has no room for would kill the process at the write.
-    const int failure = posix_fallocate(folder.journal.get(), 0, static_cast<off_t>(size));
-    if (failure != 0) {
-        errno = failure;
-        return false;
-    }
-    void *mapped = folder.taken == nullptr
-                       ? mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, folder.journal.get(), 0)
-                       : mremap(folder.taken, folder.journalSize, size, MREMAP_MAYMOVE);
-    if (mapped == MAP_FAILED)
-        return false;
-    folder.taken = static_cast<TakenRecord *>(mapped);
-    folder.journalSize = size;
-    return true;
+/// Sets so much of the disk aside that a record of that size can be written when the disk is full.
+bool reserveJournal(PrivateFolder &folder, std::size_t size) {
+    if (size <= folder.journalSize)
+        return true;
+    const std::size_t rounded = (size + journalBlock - 1) / journalBlock * journalBlock;
+    const int failure = posix_fallocate(folder.journal.get(), 0, static_cast<off_t>(rounded));
+    if (failure == 0)
+        folder.journalSize = rounded;
+    errno = failure;
+    return failure == 0;
 }
 
-std::string newPrivateName() {
-    return std::string(namePrefix) + randomName();
+/// A file system that writes everything to a new place needs room even for what it has room for; this one may not.
+void writeInPlace(int file) {
+    int flags = 0;
+    if (ioctl(file, FS_IOC_GETFLAGS, &flags) != 0)
+        return;
+    flags |= FS_NOCOW_FL;
+    ioctl(file, FS_IOC_SETFLAGS, &flags);
 }
 
 /// Makes a private folder under `base`, or nothing and errno. A starting process that finds it without a locked
@@ -159,7 +155,10 @@ std::shared_ptr<PrivateFolder> makeUnder(int base, const std::string &basePath, 
     folder->device = idOf(record).device;
     folder->journal = Fd(openat(folder->descriptor.get(), journalName,
                                 O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    if (!folder->journal || flock(folder->journal.get(), LOCK_EX | LOCK_NB) != 0 || !mapJournal(*folder, journalStart))
+    if (!folder->journal || flock(folder->journal.get(), LOCK_EX | LOCK_NB) != 0)
+        return undo();
+    writeInPlace(folder->journal.get());
+    if (!reserveJournal(*folder, journalBlock))
         return undo();
     const std::optional<bool> leasesTell = probeLeases(folder->descriptor.get());
     if (!leasesTell)
@@ -225,11 +224,6 @@ std::shared_ptr<PrivateFolder> makeFor(const FolderRef &folder) {
     return makeOnMountOf(folder, dataFolder);
 }
 
-std::string keptName(const std::string &name) {
-    const std::string end = ".kept-" + randomName().substr(0, 8);
-    return name.substr(0, NAME_MAX - end.size()) + end;
-}
-
 /// Moves a taken object to a folder, under its name or else, where that is taken, under a kept name.
 PutBack moveBack(int privateFolder, const std::string &taken, int to, const std::string &name, bool underItsName) {
     if (underItsName && renameat2(privateFolder, taken.c_str(), to, name.c_str(), RENAME_NOREPLACE) == 0)
@@ -258,7 +252,7 @@ bool readJournal(int journal, std::string &taken, std::string &folder, std::stri
     std::array<char, 4096> block;
     for (ssize_t count; (count = read(journal, block.data(), block.size())) > 0;)
         bytes.append(block.data(), static_cast<std::size_t>(count));
-    TakenRecord head;
+    RecordHead head;
     if (bytes.size() < sizeof head)
         return false;
     std::memcpy(&head, bytes.data(), sizeof head);
@@ -352,11 +346,6 @@ void recoverIn(const std::string &basePath, bool followLinks) {
 
 } // namespace
 
-PrivateFolder::~PrivateFolder() {
-    if (taken != nullptr)
-        munmap(taken, journalSize);
-}
-
 std::string randomName() {
     constexpr const char *digits = "0123456789abcdef";
     // Names are drawn from a pool, since asking the kernel for each costs as much as looking at a file.
@@ -376,6 +365,19 @@ std::string randomName() {
         name += digits[byte & 15];
     }
     return name;
+}
+
+std::string newPrivateName() {
+    return std::string(namePrefix) + randomName();
+}
+
+bool isPrivateName(std::string_view name) {
+    return name.starts_with(namePrefix) && isRandomName(name.substr(namePrefix.size()));
+}
+
+std::string keptName(const std::string &name) {
+    const std::string end = ".kept-" + randomName().substr(0, 8);
+    return name.substr(0, NAME_MAX - end.size()) + end;
 }
 
 std::shared_ptr<PrivateFolder> privateFolderFor(const FolderRef &folder) {
@@ -403,19 +405,19 @@ void retire(PrivateFolder &folder) {
 }
 
 DWORD takeName(PrivateFolder &folder, const FolderRef &from, const std::string &name, const std::string &taken) {
-    if (folder.takenFrom != from) {
-        const std::string &path = from->linuxPath;
-        const std::size_t needed = sizeof(TakenRecord) + path.size() + NAME_MAX;
-        if (needed > folder.journalSize && !mapJournal(folder, (needed / journalStart + 1) * journalStart))
-            return errorOf(errno);
-        folder.taken->nameBytes = 0;
-        folder.taken->folderBytes = static_cast<std::uint32_t>(path.size());
-        path.copy(folder.taken->text, path.size());
-        folder.takenFrom = from;
-    }
-    folder.taken->nameBytes = static_cast<std::uint32_t>(name.size());
-    name.copy(folder.taken->text + folder.taken->folderBytes, name.size());
-    taken.copy(folder.taken->taken, sizeof folder.taken->taken);
+    RecordHead head;
+    taken.copy(head.taken, sizeof head.taken);
+    head.folderBytes = static_cast<std::uint32_t>(from->linuxPath.size());
+    head.nameBytes = static_cast<std::uint32_t>(name.size());
+    std::string &record = folder.record;
+    record.assign(reinterpret_cast<const char *>(&head), sizeof head);
+    record.append(from->linuxPath).append(name);
+    // Not through a mapping: where the disk has no room for a page of one, its write kills the process.
+    if (!reserveJournal(folder, record.size()))
+        return errorOf(errno);
+    const ssize_t written = pwrite(folder.journal.get(), record.data(), record.size(), 0);
+    if (written != static_cast<ssize_t>(record.size()))
+        return written < 0 ? errorOf(errno) : ERROR_DISK_FULL;
     if (renameat2(from->descriptor.get(), name.c_str(), folder.descriptor.get(), taken.c_str(), RENAME_NOREPLACE) == 0)
         return ERROR_SUCCESS;
     return errno == EINVAL ? ERROR_NOT_SUPPORTED : errorOf(errno);

@@ -15,26 +15,17 @@
 
 namespace dm::platform {
 
-/// The record of the one object that is in a private folder, shared with the file that holds it.
-struct TakenRecord;
-
 struct PrivateFolder {
-    Fd descriptor; ///< O_PATH
-    Fd journal;    ///< locked as long as the process lives
-    TakenRecord *taken = nullptr;
-    std::size_t journalSize = 0; ///< bytes mapped
+    Fd descriptor;               ///< O_PATH
+    Fd journal;                  ///< locked as long as the process lives
+    std::size_t journalSize = 0; ///< bytes set aside on the disk
+    std::string record;          ///< as it was last written: where the taken object came from
     std::string path;            ///< absolute Linux path
     std::string link;            ///< where the data folder remembers it; empty if it lies there or in a temp folder
     std::uint64_t mountId = 0;
     std::uint64_t device = 0;
     bool leasesTell = false; ///< a write lease is refused here while a file is mapped with its descriptor closed
     bool retired = false;    ///< holds something that could not be put back; left for the next start
-    FolderRef takenFrom;     ///< whose path the record holds
-
-    PrivateFolder() = default;
-    PrivateFolder(const PrivateFolder &) = delete;
-    PrivateFolder &operator=(const PrivateFolder &) = delete;
-    ~PrivateFolder();
 };
 
 /// The private folder on the mount of a folder, made if it is not there yet. Null with the last error set where none
@@ -46,6 +37,15 @@ void retire(PrivateFolder &folder);
 
 /// A random name of 32 hexadecimal digits.
 std::string randomName();
+
+/// The name of a new private folder, and whether a name is one of that kind, as against what somebody else has called
+/// by the same beginning.
+std::string newPrivateName();
+bool isPrivateName(std::string_view name);
+
+/// "name.kept-" and a random end, cut to the length that a name may have, for what finds its name taken when it comes
+/// back.
+std::string keptName(const std::string &name);
 
 /// Moves what `from` has under `name` to the private folder under `taken`, having noted where it came from.
 /// 0 or the error code.

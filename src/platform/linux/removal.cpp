@@ -65,13 +65,15 @@ DWORD undo(const OpenFile &file, PrivateFolder &folder, const std::string &taken
     return result == PutBack::UnderItsName ? code : ERROR_FILE_INVALID;
 }
 
-/// A second name came between the last look and the removal: the file lives on, and gets its own name back.
+/// A second name came between the last look and the removal: the file lives on, and gets its own name back, or one
+/// beside it where that is taken.
 DWORD restoreName(const OpenFile &file) {
     char self[32];
     std::snprintf(self, sizeof self, "/proc/self/fd/%d", file.descriptor.get());
     const int parent = file.parent->descriptor.get();
     if (linkat(AT_FDCWD, self, parent, file.name.c_str(), AT_SYMLINK_FOLLOW) == 0)
         return ERROR_ACCESS_DENIED;
+    linkat(AT_FDCWD, self, parent, keptName(file.name).c_str(), AT_SYMLINK_FOLLOW);
     return ERROR_FILE_INVALID;
 }
 

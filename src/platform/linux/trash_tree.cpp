@@ -175,8 +175,9 @@ TreeSurvey surveyTree(int object, const Record &record, std::uint64_t parentDevi
         return mayRemoveFrom(folder, met) ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
     };
     const auto leaveAlone = [](int, const std::string &) -> DWORD { return ERROR_SUCCESS; };
+    Fd root(fcntl(object, F_DUPFD_CLOEXEC, 0));
     const DWORD code =
-        walkTree(Fd(fcntl(object, F_DUPFD_CLOEXEC, 0)), parentDevice, Visitor{false, meet, leaveAlone});
+        root ? walkTree(std::move(root), parentDevice, Visitor{false, meet, leaveAlone}) : errorOf(errno);
     if (survey.obstacle == ERROR_SUCCESS)
         survey.obstacle = code;
     return survey;
@@ -202,13 +203,17 @@ DWORD removeTree(int folder, const std::string &name) {
         return S_ISDIR(met.stx_mode) ? ERROR_SUCCESS : remove(in.folder.get(), entry, 0);
     };
     const auto removeFolder = [&](int above, const std::string &entry) { return remove(above, entry, AT_REMOVEDIR); };
-    const DWORD code = walkTree(openName(folder, name.c_str()), device, Visitor{true, meet, removeFolder});
+    Fd root = openName(folder, name.c_str());
+    if (!root)
+        return errorOf(errno);
+    const DWORD code = walkTree(std::move(root), device, Visitor{true, meet, removeFolder});
     const DWORD last = removeFolder(folder, name);
     return code != ERROR_SUCCESS ? code : last;
 }
 
-bool makeAccessible(int folder, const Record &record) {
-    return (record.stx_mode & S_IRWXU) != S_IRWXU && setMode(folder, record.stx_mode | S_IRWXU);
+void makeAccessible(int folder, const Record &record) {
+    if ((record.stx_mode & S_IRWXU) != S_IRWXU)
+        setMode(folder, record.stx_mode | S_IRWXU);
 }
 
 bool setMode(int object, mode_t mode) {

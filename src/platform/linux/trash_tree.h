@@ -34,8 +34,8 @@ TreeSurvey surveyTree(int object, const Record &record, std::uint64_t parentDevi
 /// permission to write in them. Goes on after a failure; gives the first, or 0 when all is gone.
 DWORD removeTree(int folder, const std::string &name);
 
-/// Lets the owner list, enter and change a folder. True if its mode had to be changed for that, and was.
-bool makeAccessible(int folder, const Record &record);
+/// Lets the owner list, enter and change a folder.
+void makeAccessible(int folder, const Record &record);
 
 /// Sets the mode of an object that is held by an O_PATH descriptor; no link.
 bool setMode(int object, mode_t mode);

@@ -1,0 +1,244 @@
+// Scans, clean-ups and the self-test on the file systems that a machine may have below its places.
+#include "empty_machine.h"
+#include "engine/cleaner.h"
+#include "engine/scanner.h"
+#include "engine/self_test.h"
+#include "platform/linux/fd.h"
+#include "platform/linux/private_folder.h"
+#include "platform/win32.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace dm {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::Fd;
+using namespace std::chrono_literals;
+using test::filesBelow;
+using test::Isolation;
+using test::makeFile;
+using test::require;
+using test::runIsolated;
+
+const std::atomic<bool> goOn = false;
+constexpr uid_t ordinaryUser = 65534;
+constexpr CleanSelection allFiles = {true, true, false};
+
+/// Runs shell commands that prepare a file system; what they print is the reason why it cannot be had here.
+std::string failureOf(const std::string &commands) {
+    FILE *shell = popen(("exec 2>&1; set -e; PATH=$PATH:/usr/sbin:/sbin; " + commands).c_str(), "r");
+    require(shell != nullptr, "shell");
+    std::string output;
+    for (int byte; (byte = std::fgetc(shell)) != EOF;)
+        output.push_back(static_cast<char>(byte));
+    return pclose(shell) == 0 ? std::string() : output + " ";
+}
+
+/// The program beside the test binary, which has to be opened before anything is mounted over its folder.
+Fd openProgram() {
+    const fs::path path = fs::read_symlink("/proc/self/exe").parent_path() / "dustmere";
+    return Fd(open(path.c_str(), O_PATH | O_CLOEXEC));
+}
+
+int runSelfTestIn(const Fd &program, const std::string &temp) {
+    setenv("TMPDIR", temp.c_str(), 1);
+    const pid_t child = fork();
+    if (child == 0) {
+        char name[] = "dustmere";
+        char option[] = "--self-test";
+        char *arguments[] = {name, option, nullptr};
+        execveat(program.get(), "", arguments, environ, AT_EMPTY_PATH);
+        _exit(127);
+    }
+    int status = 0;
+    return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+struct Kind {
+    const char *name;
+    bool onlyRoot;
+    const char *make;  ///< mounts it on /var/tmp, with /home for whatever it needs
+    const char *after; ///< once the files are there
+    bool links;        ///< it has symbolic and hard links
+    const WChar *selfTestFailure;
+    std::uint64_t listed;
+    std::uint64_t passedOver; ///< by the scan, beside young files and links
+    std::uint64_t deleted;
+    std::uint64_t inUse;
+};
+void PrintTo(const Kind &kind, std::ostream *out) {
+    *out << kind.name;
+}
+
+const Kind kinds[] = {
+    {"tmpfs", false, ":", ":", true, W(""), 2, 0, 2, 0},
+    {"overlay", false,
+     "cd /home; mkdir lower upper work; mount -t overlay overlay -o "
+     "lowerdir=lower,upperdir=upper,workdir=work /var/tmp",
+     ":", true, W("Safe fixture deletion or preservation check failed."), 2, 0, 0, 2},
+    {"ext4", true, "truncate -s 4M /home/image; mkfs.ext4 -q /home/image; mount -o loop /home/image /var/tmp", ":",
+     true, W(""), 2, 1, 2, 0},
+    {"xfs", true, "truncate -s 300M /home/image; mkfs.xfs -q /home/image; mount -o loop /home/image /var/tmp", ":",
+     true, W(""), 2, 0, 2, 0},
+    {"btrfs", true, "truncate -s 109M /home/image; mkfs.btrfs -q /home/image; mount -o loop /home/image /var/tmp",
+     "btrfs -q subvolume create /var/tmp/subvolume; touch -d 2001-01-01 /var/tmp/subvolume/old; chown -R 65534 "
+     "/var/tmp/subvolume",
+     true, W(""), 2, 1, 2, 0},
+    {"readOnly", true, "truncate -s 109M /home/image; mkfs.btrfs -q /home/image; mount -o loop /home/image /var/tmp",
+     "mount -o remount,ro /var/tmp", true, W("Cannot create isolated fixture."), 0, 2, 0, 0},
+    {"vfat", true,
+     "truncate -s 1M /home/image; mkfs.vfat /home/image; mount -o loop,umask=0000,uid=65534 /home/image /var/tmp", ":",
+     false, W("Filesystem does not support junction test fixtures."), 2, 0, 0, 0},
+    {"ntfs", true,
+     "truncate -s 2M /home/image; mkntfs -Q -F /home/image; mount -t ntfs-3g -o loop,uid=65534 /home/image /var/tmp",
+     ":", true, W("Filesystem does not support junction test fixtures."), 2, 0, 0, 0},
+};
+
+class FileSystems : public testing::TestWithParam<Kind> {};
+
+template <typename Param>
+std::string nameOf(const testing::TestParamInfo<Param> &info) {
+    return info.param.name;
+}
+INSTANTIATE_TEST_SUITE_P(, FileSystems, testing::ValuesIn(kinds), nameOf<Kind>);
+
+TEST_P(FileSystems, HoldThePromisesOrKeepTheFiles) {
+    const Fd program = openProgram();
+    ASSERT_TRUE(program);
+    const Kind &kind = GetParam();
+    if (kind.onlyRoot && geteuid() != 0)
+        GTEST_SKIP() << "Only root can mount " << kind.name << '.';
+    runIsolated(Isolation::ProcessesAndPlaces, [&] {
+        const uid_t user = geteuid() == 0 ? ordinaryUser : geteuid();
+        test::enterEmptyMachine(user);
+        if (const std::string failure = failureOf(kind.make); !failure.empty())
+            GTEST_SKIP() << failure;
+        require(chmod("/var/tmp", 01777) == 0 || errno == EPERM || errno == EROFS, "/var/tmp");
+        makeFile("/var/tmp/old", "old");
+        makeFile("/var/tmp/folder/older", "older", 1000h);
+        makeFile("/var/tmp/folder/young", "young", 1h);
+        if (kind.links) {
+            makeFile("/var/tmp/one", "two names");
+            fs::create_hard_link("/var/tmp/one", "/var/tmp/folder/other");
+            fs::create_symlink("old", "/var/tmp/link");
+        }
+        for (const std::string &path : filesBelow({"/var/tmp"}))
+            require(lchown(path.c_str(), user, user) == 0, path);
+        require(chown("/var/tmp/folder", user, user) == 0, "folder");
+        if (const std::string failure = failureOf(kind.after); !failure.empty())
+            GTEST_SKIP() << failure;
+        ASSERT_TRUE(test::becomeOrdinaryUser(user));
+
+        std::set<std::string> left = filesBelow({"/var/tmp"});
+        const ScanResult scan = scanAll(goOn, {});
+        EXPECT_EQ(scan.entries.size(), kind.listed);
+        EXPECT_EQ(scan.skipped, (kind.links ? 4 : 1) + kind.passedOver);
+        EXPECT_EQ(scan.errors, 0U);
+        const CleanResult result = cleanSelected(scan, allFiles, goOn, {}, {});
+        EXPECT_EQ(result.filesDeleted, kind.deleted);
+        EXPECT_EQ(result.skipped, kind.listed - kind.deleted);
+        EXPECT_EQ(result.lockedSkipped, kind.inUse);
+        EXPECT_EQ(result.errors, 0U);
+        platform::removePrivateFolders();
+
+        WString failure;
+        setenv("TMPDIR", "/var/tmp", 1);
+        EXPECT_EQ(runSelfTest(failure), *kind.selfTestFailure == 0);
+        EXPECT_EQ(failure, kind.selfTestFailure);
+        platform::removePrivateFolders();
+        EXPECT_EQ(runSelfTestIn(program, "/var/tmp"), *kind.selfTestFailure == 0 ? 0 : 11);
+        for (const char *path : {"/var/tmp/old", "/var/tmp/folder/older"})
+            left.erase(kind.deleted == 0 ? "" : path);
+        EXPECT_EQ(filesBelow({"/var/tmp"}), left);
+    });
+}
+
+struct FullDisk {
+    const char *name;
+    bool onlyRoot;
+    const char *make; ///< mounts it on /home/user
+    bool goesOn;      ///< with its private folder made before, it has room for what a removal needs
+};
+void PrintTo(const FullDisk &disk, std::ostream *out) {
+    *out << disk.name;
+}
+
+const FullDisk fullDisks[] = {
+    {"tmpfs", false, "mount -t tmpfs -o size=1M tmpfs /home/user", true},
+    {"tmpfsInodes", false, "mount -t tmpfs -o size=1M,nr_inodes=100 tmpfs /home/user", true},
+    {"ext4", true, "truncate -s 4M /home/image; mkfs.ext4 -q /home/image; mount -o loop /home/image /home/user", true},
+    {"xfs", true, "truncate -s 300M /home/image; mkfs.xfs -q /home/image; mount -o loop /home/image /home/user", true},
+    {"btrfs", true, "truncate -s 109M /home/image; mkfs.btrfs -q /home/image; mount -o loop /home/image /home/user",
+     true},
+    // With no room for names either, which here share it with the data, every rename is refused.
+    {"btrfsMixed", true,
+     "truncate -s 20M /home/image; mkfs.btrfs -q --mixed /home/image; mount -o loop /home/image /home/user", false},
+};
+
+class FullDisks : public testing::TestWithParam<FullDisk> {};
+INSTANTIATE_TEST_SUITE_P(, FullDisks, testing::ValuesIn(fullDisks), nameOf<FullDisk>);
+
+/// Writes until the home volume takes no more, and makes a thousand names if it still takes them.
+void fillHome() {
+    const Fd file(open("/home/user/fill", O_WRONLY | O_CREAT | O_APPEND, 0600));
+    require(file && syncfs(file.get()) == 0, "fill");
+    off_t end = 0;
+    for (off_t size = 1 << 26; size >= 512; size /= 2)
+        while (fallocate(file.get(), 0, end, size) == 0)
+            end += size;
+    const std::string bytes(4096, 'x');
+    for (std::size_t size = bytes.size(); size > 0; size /= 2)
+        while (write(file.get(), bytes.data(), size) == static_cast<ssize_t>(size))
+            continue;
+    require(errno == ENOSPC, "fill");
+    for (int number = 0; number < 1000 && mkdir(("/home/user/" + std::to_string(number)).c_str(), S_IRWXU) == 0;)
+        ++number;
+}
+
+TEST_P(FullDisks, LoseNothingAndAreCleanedWhereThereIsRoom) {
+    const FullDisk &disk = GetParam();
+    if (disk.onlyRoot && geteuid() != 0)
+        GTEST_SKIP() << "Only root can mount " << disk.name << '.';
+    runIsolated(Isolation::ProcessesAndPlaces, [&] {
+        const uid_t user = geteuid() == 0 ? ordinaryUser : geteuid();
+        test::enterEmptyMachine(user);
+        if (const std::string failure = failureOf(disk.make); !failure.empty())
+            GTEST_SKIP() << failure;
+        require(chown("/home/user", user, user) == 0, "home");
+        ASSERT_TRUE(test::becomeOrdinaryUser(user));
+        constexpr std::uint64_t files = 20;
+        for (std::uint64_t number = 0; number < files; ++number)
+            makeFile("/home/user/.cache/mozilla/firefox/me/cache2/entries/" + std::to_string(number),
+                     std::string(5000, 'x'));
+        const auto filesLeft = [] { return filesBelow({"/home/user/.cache"}).size(); };
+
+        // Full before the first removal: there is no room for a private folder.
+        fillHome();
+        const ScanResult scan = scanAll(goOn, {});
+        ASSERT_EQ(scan.entries.size(), files);
+        const CleanResult kept = cleanSelected(scan, allFiles, goOn, {}, {});
+        EXPECT_EQ(kept.errors, files);
+        EXPECT_EQ(kept.filesDeleted + kept.skipped, 0U);
+        EXPECT_EQ(filesLeft(), files);
+
+        // Full after it.
+        for (const auto &entry : fs::directory_iterator("/home/user"))
+            if (entry.path().filename() != ".cache" && entry.path().filename() != "lost+found")
+                fs::remove_all(entry.path());
+        const auto fillAtSecond = [&](WStringView, std::uint64_t processed, std::uint64_t) {
+            if (processed == 1)
+                fillHome();
+        };
+        const CleanResult result = cleanSelected(scan, allFiles, goOn, fillAtSecond, {});
+        EXPECT_EQ(result.filesDeleted, disk.goesOn ? files : 1);
+        EXPECT_EQ(result.errors, files - result.filesDeleted);
+        EXPECT_EQ(result.skipped, 0U);
+        EXPECT_EQ(filesLeft(), files - result.filesDeleted);
+    });
+}
+
+} // namespace
+} // namespace dm
