@@ -2,12 +2,14 @@
 #pragma once
 
 #include "namespaces.h"
+#include "platform/linux/base_folders.h"
 #include "scratch.h"
 
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 #include <sys/mount.h>
@@ -17,14 +19,18 @@ namespace dm::test {
 
 /// Lays an empty RAM disk on each of /tmp, /var/tmp and /home, and makes a home folder there with nothing in it, as a
 /// new account has it: its path. Only for a process isolated with its places, before it asks for its base folders.
-inline std::string enterEmptyMachine(uid_t user = geteuid()) {
+inline std::string enterEmptyMachine(uid_t user = geteuid(), const char *dataHome = nullptr) {
     for (const char *place : {"/tmp", "/var/tmp", "/home"})
-        require(mount("tmpfs", place, "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") == 0, place);
+        require(mount("tmpfs", place, "tmpfs", MS_NOSUID, "mode=1777") == 0, place);
     for (const char *variable : {"XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME", "TMPDIR"})
         unsetenv(variable);
     const std::string home = "/home/user";
     require(mkdir(home.c_str(), S_IRWXU) == 0 && (user == geteuid() || chown(home.c_str(), user, user) == 0), home);
     setenv("HOME", home.c_str(), 1);
+    if (dataHome != nullptr)
+        setenv("XDG_DATA_HOME", dataHome, 1);
+    if (platform::baseFolders().home != home)
+        throw std::logic_error("The base folders are known already: this test needs a process of its own.");
     return home;
 }
 
@@ -71,7 +77,12 @@ inline pid_t startProcess(const std::function<void()> &work) {
     require(child >= 0, "fork");
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        work();
+        try {
+            work();
+        } catch (const std::exception &error) {
+            std::fprintf(stderr, "%s\n", error.what());
+            _exit(1);
+        }
         close(ready[0]);
         close(ready[1]);
         for (;;)

@@ -142,41 +142,35 @@ TEST(Cleanup, AScanFindsWhatBrowsersAndTempFoldersReallyHold) {
         const Machine machine;
         using Target = std::tuple<std::string, CleanCategory, bool>;
         std::multiset<Target> expected = {{"/tmp", CleanCategory::Temp, true}, {"/var/tmp", CleanCategory::Temp, true}};
-        const auto add = [&](const char *path) {
-            expected.emplace(machine.pathOf(path), CleanCategory::Browser, false);
+        const auto add = [&](const std::string &path) { expected.emplace(path, CleanCategory::Browser, false); };
+        const struct {
+            const char *config;
+            const char *cache;
+            std::string profile;
+        } chromiumProfiles[] = {
+            {".config/google-chrome/", ".cache/google-chrome/", "Default"},
+            {".config/google-chrome/", ".cache/google-chrome/", "Profile 12"},
+            {".config/google-chrome-beta/", ".cache/google-chrome-beta/", "Guest Profile"},
+            {".var/app/com.google.Chrome/config/google-chrome/", ".var/app/com.google.Chrome/cache/google-chrome/",
+             "Default"},
+            {".config/chromium/", ".cache/chromium/", "Default"},
+            {"snap/chromium/common/chromium/", "snap/chromium/common/.cache/chromium/", "Default"},
+            {".var/app/org.chromium.Chromium/config/chromium/", ".var/app/org.chromium.Chromium/cache/chromium/",
+             "Default"},
+            {".config/microsoft-edge/", ".cache/microsoft-edge/", "Profile 1"},
+            {".var/app/com.microsoft.Edge/config/microsoft-edge/", ".var/app/com.microsoft.Edge/cache/microsoft-edge/",
+             "Default"},
         };
-        for (const char *path : {"~/.cache/google-chrome/Default/Cache",
-                                 "~/.cache/google-chrome/Default/Code Cache",
-                                 "~/.config/google-chrome/Default/GPUCache",
-                                 "~/.cache/google-chrome/Profile 12/Cache",
-                                 "~/.cache/google-chrome/Profile 12/Code Cache",
-                                 "~/.config/google-chrome/Profile 12/GPUCache",
-                                 "~/.cache/google-chrome-beta/Guest Profile/Cache",
-                                 "~/.cache/google-chrome-beta/Guest Profile/Code Cache",
-                                 "~/.config/google-chrome-beta/Guest Profile/GPUCache",
-                                 "~/.var/app/com.google.Chrome/cache/google-chrome/Default/Cache",
-                                 "~/.var/app/com.google.Chrome/cache/google-chrome/Default/Code Cache",
-                                 "~/.var/app/com.google.Chrome/config/google-chrome/Default/GPUCache",
-                                 "~/.cache/chromium/Default/Cache",
-                                 "~/.cache/chromium/Default/Code Cache",
-                                 "~/.config/chromium/Default/GPUCache",
-                                 "~/snap/chromium/common/.cache/chromium/Default/Cache",
-                                 "~/snap/chromium/common/.cache/chromium/Default/Code Cache",
-                                 "~/snap/chromium/common/chromium/Default/GPUCache",
-                                 "~/.var/app/org.chromium.Chromium/cache/chromium/Default/Cache",
-                                 "~/.var/app/org.chromium.Chromium/cache/chromium/Default/Code Cache",
-                                 "~/.var/app/org.chromium.Chromium/config/chromium/Default/GPUCache",
-                                 "~/.cache/microsoft-edge/Profile 1/Cache",
-                                 "~/.cache/microsoft-edge/Profile 1/Code Cache",
-                                 "~/.config/microsoft-edge/Profile 1/GPUCache",
-                                 "~/.var/app/com.microsoft.Edge/cache/microsoft-edge/Default/Cache",
-                                 "~/.var/app/com.microsoft.Edge/cache/microsoft-edge/Default/Code Cache",
-                                 "~/.var/app/com.microsoft.Edge/config/microsoft-edge/Default/GPUCache",
-                                 "~/.cache/mozilla/firefox/k3x.default-release/cache2",
-                                 "~/.cache/mozilla/firefox/Profile without rules/cache2",
-                                 "~/snap/firefox/common/.cache/mozilla/firefox/k3x.default/cache2",
-                                 "~/.var/app/org.mozilla.firefox/cache/mozilla/firefox/k3x.default/cache2"})
-            add(path);
+        for (const auto &[config, cache, profile] : chromiumProfiles) {
+            add(machine.home + '/' + cache + profile + "/Cache");
+            add(machine.home + '/' + cache + profile + "/Code Cache");
+            add(machine.home + '/' + config + profile + "/GPUCache");
+        }
+        for (const char *profile :
+             {"/.cache/mozilla/firefox/k3x.default-release", "/.cache/mozilla/firefox/Profile without rules",
+              "/snap/firefox/common/.cache/mozilla/firefox/k3x.default",
+              "/.var/app/org.mozilla.firefox/cache/mozilla/firefox/k3x.default"})
+            add(machine.home + profile + "/cache2");
         std::multiset<Target> targets;
         for (const ScanTarget &target : listScanTargets())
             targets.emplace(platform::linuxPath(target.path), target.category, target.enforceAgeCutoff);
@@ -376,6 +370,73 @@ TEST(Cleanup, WhatNoTargetOfTodayCoversIsKept) {
             EXPECT_EQ(result.filesDeleted + result.errors, 0U);
             EXPECT_EQ(filesLeft(), before);
         }
+    });
+}
+
+TEST(Cleanup, TheRecycleBinGoesWholeAndOnlyAsItWasSeen) {
+    runIsolated(Isolation::ProcessesAndPlaces, [] {
+        const std::string home = enterEmptyMachine();
+        const std::string trash = home + "/.local/share/Trash";
+        const auto trashFile = [&](const std::string &name, const char *content) {
+            makeFile(trash + "/files/" + name, content);
+            makeFile(trash + "/info/" + name.substr(0, name.find('/')) + ".trashinfo",
+                     "[Trash Info]\nPath=/gone\nDeletionDate=2026-01-01T00:00:00\n");
+        };
+        const struct {
+            const char *name;
+            std::function<void()> change;
+            CleanSelection selection;
+            bool emptied;
+            std::uint64_t skipped;
+            std::vector<Report> reports;
+        } table[] = {
+            {"as it was seen", [] {}, {true, true, true}, true, 0, {{"/tmp/old", 0, 2}, {"Recycle Bin", 1, 2}}},
+            {"not selected", [] {}, allFiles, false, 0, {{"/tmp/old", 0, 1}}},
+            {"one item more", [&] { trashFile("more", ""); }, {false, false, true}, false, 1, {{"Recycle Bin", 0, 1}}},
+            {"one item less",
+             [&] { fs::remove(trash + "/files/file"); },
+             {false, false, true},
+             false,
+             1,
+             {{"Recycle Bin", 0, 1}}},
+            {"other bytes",
+             [&] { trashFile("file", "grown"); },
+             {false, false, true},
+             false,
+             1,
+             {{"Recycle Bin", 0, 1}}},
+        };
+        for (const auto &row : table) {
+            SCOPED_TRACE(row.name);
+            test::emptyFolder(home);
+            makeFile("/tmp/old");
+            trashFile("file", "1234");
+            trashFile("folder/in it", "12345678");
+            const ScanResult scan = scanAll(goOn, {});
+            EXPECT_EQ(scan.recycleItems, 2U);
+            EXPECT_EQ(scan.recycleBytes, 12U);
+            row.change();
+            const std::set<std::string> before = filesBelow({"/home"});
+            std::vector<Report> reports;
+            const CleanResult result = cleanSelected(scan, row.selection, goOn, reportTo(reports), {});
+            platform::removePrivateFolders();
+            std::vector<Report> expected = row.reports;
+            expected.push_back({"Finished", expected.size(), expected.size()});
+            EXPECT_EQ(reports, expected);
+            EXPECT_EQ(result.recycleEmptied, row.emptied);
+            const std::uint64_t files = row.selection.temp ? 1 : 0;
+            EXPECT_EQ(result.filesDeleted, files + (row.emptied ? 2 : 0));
+            EXPECT_EQ(result.bytesFreed, files * 7 + (row.emptied ? 12 : 0));
+            EXPECT_EQ(result.skipped, row.skipped);
+            EXPECT_EQ(result.errors, 0U);
+            EXPECT_EQ(filesBelow({"/home"}), row.emptied ? std::set<std::string>() : before);
+        }
+        std::atomic<bool> cancelFlag = false;
+        const ScanResult scan = scanAll(goOn, {});
+        const ProgressReport cancelAtOnce = [&](WStringView, std::uint64_t, std::uint64_t) { cancelFlag = true; };
+        EXPECT_FALSE(cleanSelected(scan, {true, true, true}, cancelFlag, cancelAtOnce, {}).recycleEmptied);
+        EXPECT_EQ(scanAll(goOn, {}).recycleItems, 2U);
+        EXPECT_EQ(scanAll(cancelFlag, {}).recycleItems, 0U);
     });
 }
 

@@ -57,98 +57,80 @@ void take(const std::string &folder, const std::string &name, void (*meanwhile)(
     meanwhile(folder, *privateFolder);
 }
 
-pid_t startTaking(
-    const std::string &folder, const std::string &name,
-    void (*meanwhile)(const std::string &, PrivateFolder &) = [](const std::string &, PrivateFolder &) {}) {
-    return test::startProcess([&] {
-        try {
-            take(folder, name, meanwhile);
-        } catch (const std::exception &error) {
-            std::fprintf(stderr, "%s\n", error.what());
-            _exit(1);
-        }
-    });
+pid_t startTaking(const std::string &folder, const std::string &name,
+                  void (*meanwhile)(const std::string &, PrivateFolder &)) {
+    return test::startProcess([&] { take(folder, name, meanwhile); });
 }
+
+void makeOld(const std::string &path) {
+    makeFile(path, "old");
+}
+void doNothing(const std::string &, PrivateFolder &) {}
 
 const struct State {
     const char *name;
     std::string taken;
     void (*make)(const std::string &path);
     void (*meanwhile)(const std::string &folder, PrivateFolder &made);
-    /// Where what was taken stands afterwards: "@" is the folder, "^" the one above it, "!" where the private folder
-    /// was.
+    /// What is there afterwards: "@" is the folder, "^" the one above it, "!" where the private folder was.
     std::map<std::string, std::string> expected;
 } states[] = {
-    {"a file",
-     "name",
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &, auto &) {},
-     {{"@/name", "old"}}},
-    {"a folder",
-     "name",
-     [](const std::string &path) { makeFile(path + "/in/file", "old"); },
-     [](const std::string &, auto &) {},
-     {{"@/name/in/file", "old"}}},
+    {"a file", "name", makeOld, doNothing, {{"@/name", "old"}}},
+    {"a folder", "name", [](auto &path) { makeOld(path + "/in/file"); }, doNothing, {{"@/name/in/file", "old"}}},
     {"a link",
      "name",
-     [](const std::string &path) { fs::create_symlink("/nowhere", path); },
-     [](const std::string &, auto &) {},
+     [](auto &path) { fs::create_symlink("/nowhere", path); },
+     doNothing,
      {{"@/name", "-> /nowhere"}}},
-    {"the longest name",
-     longName,
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &, auto &) {},
-     {{"@/" + longName, "old"}}},
-    {"nothing", "name", [](const std::string &) {}, [](const std::string &, auto &) {}, {}},
+    {"the longest name", longName, makeOld, doNothing, {{"@/" + longName, "old"}}},
+    {"nothing", "name", [](auto &) {}, doNothing, {}},
     {"its name is taken",
      "name",
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &folder, auto &) { makeFile(folder + "/name", "new"); },
+     makeOld,
+     [](auto &folder, auto &) { makeFile(folder + "/name", "new"); },
      {{"@/name", "new"}, {"@/name.kept-#", "old"}}},
     {"the longest name is taken",
      longName,
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &folder, auto &) { makeFile(folder + '/' + longName, "new"); },
+     makeOld,
+     [](auto &folder, auto &) { makeFile(folder + '/' + longName, "new"); },
      {{"@/" + longName, "new"}, {"@/" + longName.substr(14) + ".kept-#", "old"}}},
     {"its folder is gone",
      "name",
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &folder, auto &) { fs::remove(folder); },
+     makeOld,
+     [](auto &folder, auto &) { fs::remove(folder); },
      {{"^/name.kept-#", "old"}}},
     {"its folder became a link",
      "name",
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &folder, auto &) {
+     makeOld,
+     [](auto &folder, auto &) {
          fs::remove(folder);
          fs::create_directory_symlink("/home", folder);
      },
      {{"@", "-> /home"}, {"^/name.kept-#", "old"}}},
     {"the journal is gone",
      "name",
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &, PrivateFolder &made) { fs::remove(made.path + "/journal"); },
+     makeOld,
+     [](auto &, auto &made) { fs::remove(made.path + "/journal"); },
      {{"!/recovered", "old"}}},
     {"the journal is empty",
      "name",
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &, PrivateFolder &made) { fs::resize_file(made.path + "/journal", 0); },
+     makeOld,
+     [](auto &, auto &made) { fs::resize_file(made.path + "/journal", 0); },
      {{"!/recovered", "old"}}},
     {"the journal is cut",
      "name",
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &, PrivateFolder &made) { fs::resize_file(made.path + "/journal", 44); },
+     makeOld,
+     [](auto &, auto &made) { fs::resize_file(made.path + "/journal", 44); },
      {{"!/recovered", "old"}}},
     {"the journal is damaged",
      "name",
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &, PrivateFolder &made) {
-         std::fstream(made.path + "/journal") << std::string(4096, '\xFF');
-     },
+     makeOld,
+     [](auto &, auto &made) { std::fstream(made.path + "/journal") << std::string(4096, '\xFF'); },
      {{"!/recovered", "old"}}},
     {"the recovery was killed too",
      "name",
-     [](const std::string &path) { makeFile(path, "old"); },
-     [](const std::string &, PrivateFolder &made) { fs::permissions(made.path, fs::perms::owner_all); },
+     makeOld,
+     [](auto &, auto &made) { fs::permissions(made.path, fs::perms::owner_all); },
      {{"@/name", "old"}}},
 };
 
@@ -204,7 +186,7 @@ TEST(PrivateFolder, OfALiveProcessIsLeftAlone) {
     runIsolated(Isolation::ProcessesAndPlaces, [] {
         test::enterEmptyMachine();
         makeFile("/home/user/name", "old");
-        const pid_t taking = startTaking("/home/user", "name");
+        const pid_t taking = startTaking("/home/user", "name", doNothing);
         const std::string taken = takenAtHome();
         ASSERT_FALSE(taken.empty());
         const auto before = contentsOfAll();
@@ -225,7 +207,7 @@ TEST(PrivateFolder, OnAVolumeThatIsAwayIsRememberedUntilItIsBack) {
             fs::create_directory(place);
         require(mount("tmpfs", "/home/disk", "tmpfs", 0, nullptr) == 0, "disk");
         makeFile("/home/disk/name", "old");
-        test::endProcess(startTaking("/home/disk", "name"));
+        test::endProcess(startTaking("/home/disk", "name", doNothing));
         for (const bool hasMountPoint : {true, false}) {
             require(mount("/home/disk", "/home/away", nullptr, MS_MOVE, nullptr) == 0, "unplug");
             if (!hasMountPoint)
@@ -275,8 +257,8 @@ DWORD openingCode(const std::string &path) {
     return GetLastError();
 }
 
-void makeFilesOnThreeVolumes() {
-    test::enterEmptyMachine();
+void makeFilesOnThreeVolumes(const char *dataHome = nullptr) {
+    test::enterEmptyMachine(geteuid(), dataHome);
     fs::create_directory("/home/disk");
     require(mount("tmpfs", "/home/disk", "tmpfs", 0, nullptr) == 0, "disk");
     for (const char *file : {"/home/user/file", "/tmp/folder/file", "/home/disk/folder/file"})
@@ -296,17 +278,16 @@ TEST(PrivateFolder, EndsWithTheProcess) {
     });
 }
 
-TEST(PrivateFolder, IsMadeOnlyWhereItWouldBeFoundAgain) {
+TEST(PrivateFolder, IsFoundAgainWithoutADataFolder) {
     runIsolated(Isolation::ProcessesAndPlaces, [] {
-        makeFilesOnThreeVolumes();
-        const auto before = contentsOfAll();
+        makeFilesOnThreeVolumes("/home/no folder");
         makeFile("/home/no folder");
-        setenv("XDG_DATA_HOME", "/home/no folder", 1);
-        EXPECT_EQ(openingCode("/tmp/folder/file"), DWORD(ERROR_SUCCESS));
-        EXPECT_EQ(openingCode("/home/user/file"), DWORD(ERROR_PATH_NOT_FOUND));
-        EXPECT_EQ(openingCode("/home/disk/folder/file"), DWORD(ERROR_PATH_NOT_FOUND));
-        removePrivateFolders();
-        fs::remove("/home/no folder");
+        const auto before = contentsOfAll();
+        for (const char *folder : {"/home/user", "/tmp/folder", "/home/disk/folder"}) {
+            test::endProcess(startTaking(folder, "file", doNothing));
+            EXPECT_NE(contentsOfAll(), before) << folder;
+        }
+        recoverPrivateFolders();
         EXPECT_EQ(contentsOfAll(), before);
     });
 }
@@ -318,16 +299,16 @@ TEST(Removal, TakesTheOpenedFileOrNothing) {
         DWORD code;
         std::map<std::string, std::string> left;
     } table[] = {
-        {"nothing", [](const Scratch &) {}, ERROR_SUCCESS, {}},
+        {"nothing", [](auto &) {}, ERROR_SUCCESS, {}},
         {"another file under its name",
-         [](const Scratch &scratch) {
+         [](auto &scratch) {
              scratch.rename("a/b/file", "elsewhere");
              scratch.file("a/b/file", "new");
          },
          ERROR_FILE_NOT_FOUND,
          {{"elsewhere", "old"}, {"a/b/file", "new"}}},
         {"exchanged with another file",
-         [](const Scratch &scratch) {
+         [](auto &scratch) {
              scratch.file("other", "new");
              require(renameat2(AT_FDCWD, scratch.path("other").c_str(), AT_FDCWD, scratch.path("a/b/file").c_str(),
                                RENAME_EXCHANGE) == 0,
@@ -336,59 +317,59 @@ TEST(Removal, TakesTheOpenedFileOrNothing) {
          ERROR_FILE_NOT_FOUND,
          {{"other", "old"}, {"a/b/file", "new"}}},
         {"a folder under its name",
-         [](const Scratch &scratch) {
+         [](auto &scratch) {
              scratch.rename("a/b/file", "elsewhere");
              scratch.file("a/b/file/in", "new");
          },
          ERROR_FILE_NOT_FOUND,
          {{"elsewhere", "old"}, {"a/b/file/in", "new"}}},
         {"renamed away",
-         [](const Scratch &scratch) { scratch.rename("a/b/file", "elsewhere"); },
+         [](auto &scratch) { scratch.rename("a/b/file", "elsewhere"); },
          ERROR_FILE_NOT_FOUND,
          {{"elsewhere", "old"}}},
         {"its folder moved",
-         [](const Scratch &scratch) { scratch.rename("a/b", "moved"); },
+         [](auto &scratch) { scratch.rename("a/b", "moved"); },
          ERROR_PATH_NOT_FOUND,
          {{"moved/file", "old"}}},
         {"a folder above moved and replaced",
-         [](const Scratch &scratch) {
+         [](auto &scratch) {
              scratch.rename("a", "moved");
              scratch.file("a/b/file", "new");
          },
          ERROR_PATH_NOT_FOUND,
          {{"moved/b/file", "old"}, {"a/b/file", "new"}}},
         {"a folder above became a link to itself",
-         [](const Scratch &scratch) {
+         [](auto &scratch) {
              scratch.rename("a", "moved");
              scratch.link("a", "moved");
          },
          ERROR_PATH_NOT_FOUND,
          {{"moved/b/file", "old"}, {"a", "-> moved"}}},
         {"a second name",
-         [](const Scratch &scratch) { scratch.hardLink("other", "a/b/file"); },
+         [](auto &scratch) { scratch.hardLink("other", "a/b/file"); },
          ERROR_ACCESS_DENIED,
          {{"a/b/file", "old"}, {"other", "old"}}},
         {"another time",
-         [](const Scratch &scratch) { scratch.setAge("a/b/file", 72h); },
+         [](auto &scratch) { scratch.setAge("a/b/file", 72h); },
          ERROR_ACCESS_DENIED,
          {{"a/b/file", "old"}}},
         {"another mode",
-         [](const Scratch &scratch) { scratch.setMode("a/b/file", 0400); },
+         [](auto &scratch) { scratch.setMode("a/b/file", 0400); },
          ERROR_ACCESS_DENIED,
          {{"a/b/file", "old"}}},
         {"an opener for reading",
-         [](const Scratch &scratch) {
+         [](auto &scratch) {
              EXPECT_EQ(open(scratch.path("a/b/file").c_str(), O_RDONLY | O_NONBLOCK), -1);
              EXPECT_EQ(errno, EWOULDBLOCK);
          },
          ERROR_SHARING_VIOLATION,
          {{"a/b/file", "old"}}},
         {"an opener for writing",
-         [](const Scratch &scratch) { EXPECT_EQ(open(scratch.path("a/b/file").c_str(), O_RDWR | O_NONBLOCK), -1); },
+         [](auto &scratch) { EXPECT_EQ(open(scratch.path("a/b/file").c_str(), O_RDWR | O_NONBLOCK), -1); },
          ERROR_SHARING_VIOLATION,
          {{"a/b/file", "old"}}},
         {"the private folder removed",
-         [](const Scratch &) {
+         [](auto &) {
              for (const auto &entry : fs::directory_iterator(std::getenv("XDG_DATA_HOME") + std::string("/Dustmere")))
                  EXPECT_TRUE(fs::remove(entry.path() / "journal") && fs::remove(entry.path()));
          },

@@ -557,24 +557,28 @@ TEST(Trash, ExchangesMeanwhileCostNothingThatWasNotCounted) {
             trashFolderAndFile();
             outside.file("precious/sub/deep/file", "precious");
             outside.file("precious file", "precious");
-            fs::create_directory_symlink(outside.path("precious"), files + "/folder/link");
         };
         prepare();
         const auto precious = treeOf(outside.path("precious"));
 
         // From inside, by a process that has held the folder open since before.
         platform::Fd held;
+        int exchanged = 0;
         atEveryStop(
             [&] {
                 prepare();
                 held = platform::Fd(open((files + "/folder").c_str(), O_PATH | O_CLOEXEC));
             },
-            [&](pid_t) { renameat2(held.get(), "sub", held.get(), "link", RENAME_EXCHANGE); },
+            [&](pid_t) {
+                if (renameat(held.get(), "sub", held.get(), "moved") == 0)
+                    exchanged += symlinkat(outside.path("precious").c_str(), held.get(), "sub") == 0;
+            },
             [&](int) {
                 EXPECT_EQ(treeOf(outside.path("precious")), precious);
                 held.reset();
                 expectEmptiedByTheNext();
             });
+        EXPECT_GT(exchanged, 0);
 
         // From outside, with something of worth itself: it is in one of the two places afterwards, and whole.
         const auto exchange = [&](const char *counted, const char *other) {

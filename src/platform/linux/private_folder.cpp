@@ -177,51 +177,57 @@ Fd openDataFolder() {
     return openWay(path, O_RDONLY);
 }
 
-/// The same, remembered by a link in the data folder, which is there first: what a killed process leaves must be found
-/// again, or nothing may be put there.
-std::shared_ptr<PrivateFolder> makeRemembered(const Folder &base, int dataFolder) {
+/// A folder that is looked through at each start.
+struct Memory {
+    Fd folder;
+    std::string path;
+};
+
+/// A private folder remembered by a link, which is there first: what a killed process leaves must be found again, or
+/// nothing may be put there.
+std::shared_ptr<PrivateFolder> makeRemembered(const Folder &base, const Memory &memory) {
     const std::string name = newPrivateName();
-    const std::string link = joinPath(dataFolderPath(), name);
-    if (symlinkat(joinPath(base.linuxPath, name).c_str(), dataFolder, name.c_str()) != 0)
+    if (symlinkat(joinPath(base.linuxPath, name).c_str(), memory.folder.get(), name.c_str()) != 0)
         return nullptr;
     std::shared_ptr<PrivateFolder> made = makeUnder(base.descriptor.get(), base.linuxPath, name);
     if (made) {
-        made->link = link;
+        made->link = joinPath(memory.path, name);
         return made;
     }
     const int failure = errno;
-    unlinkat(dataFolder, name.c_str(), 0);
+    unlinkat(memory.folder.get(), name.c_str(), 0);
     errno = failure;
     return nullptr;
 }
 
 /// The private folder of a mount that the data folder is not on lies in the topmost folder on the way in which this
 /// user can make one.
-std::shared_ptr<PrivateFolder> makeOnMountOf(const FolderRef &folder, const Fd &dataFolder) {
-    const int failure = errno; // of the data folder, if it is missing
+std::shared_ptr<PrivateFolder> makeOnMountOf(const FolderRef &folder, const Memory &memory) {
     std::vector<Folder *> way;
     for (FolderRef level = folder; level && level->descriptor; level = level->parent)
         way.push_back(level.get());
     std::shared_ptr<PrivateFolder> made;
+    errno = EACCES;
     for (auto level = way.rbegin(); level != way.rend() && !made; ++level) {
         if (!isWritable(**level))
             continue;
-        errno = failure;
-        if (std::find(knownPlaces.begin(), knownPlaces.end(), (*level)->linuxPath) != knownPlaces.end())
-            made = makeUnder((*level)->descriptor.get(), (*level)->linuxPath, newPrivateName());
-        else if (dataFolder)
-            made = makeRemembered(**level, dataFolder.get());
+        const bool known = std::find(knownPlaces.begin(), knownPlaces.end(), (*level)->linuxPath) != knownPlaces.end();
+        made = known ? makeUnder((*level)->descriptor.get(), (*level)->linuxPath, newPrivateName())
+                     : makeRemembered(**level, memory);
     }
     return made;
 }
 
 std::shared_ptr<PrivateFolder> makeFor(const FolderRef &folder) {
-    const Fd dataFolder = openDataFolder();
+    Memory memory{openDataFolder(), dataFolderPath()};
     Record record;
-    if (dataFolder && readRecord(dataFolder.get(), "", record) && record.stx_mnt_id == folder->record.stx_mnt_id &&
-        idOf(record).device == folder->id().device)
-        return makeUnder(dataFolder.get(), dataFolderPath(), newPrivateName());
-    return makeOnMountOf(folder, dataFolder);
+    if (memory.folder && readRecord(memory.folder.get(), "", record) &&
+        record.stx_mnt_id == folder->record.stx_mnt_id && idOf(record).device == folder->id().device)
+        return makeUnder(memory.folder.get(), memory.path, newPrivateName());
+    // Who has no data folder, an account without a home, still has the temp folder.
+    if (!memory.folder)
+        memory = {openWay(userTempPath, O_PATH), userTempPath};
+    return makeOnMountOf(folder, memory);
 }
 
 /// Moves a taken object to a folder, under its name or else, where that is taken, under a kept name.
@@ -317,8 +323,8 @@ bool recover(const std::string &basePath, const std::string &name) {
     return unlinkat(base.get(), name.c_str(), AT_REMOVEDIR) == 0;
 }
 
-/// Recovers what a folder holds: private folders themselves, and (in the data folder) links to others.
-void recoverIn(const std::string &basePath, bool followLinks) {
+/// Recovers what a folder remembers: private folders in it, and this user's links to others.
+void recoverIn(const std::string &basePath) {
     DIR *listing = fdopendir(openWay(basePath, O_RDONLY).release());
     if (listing == nullptr)
         return;
@@ -329,15 +335,18 @@ void recoverIn(const std::string &basePath, bool followLinks) {
     }
     const int base = dirfd(listing);
     for (const std::string &name : names) {
-        std::array<char, PATH_MAX> target;
-        const ssize_t length = readlinkat(base, name.c_str(), target.data(), target.size());
-        if (length < 0) {
+        Record record;
+        if (!readRecord(base, name.c_str(), record) || record.stx_uid != geteuid())
+            continue;
+        if (S_ISDIR(record.stx_mode)) {
             recover(basePath, name);
             continue;
         }
-        const std::string path(target.data(), static_cast<std::size_t>(length));
+        std::array<char, PATH_MAX> target;
+        const ssize_t length = readlinkat(base, name.c_str(), target.data(), target.size());
+        const std::string path(target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
         const std::size_t slash = path.rfind('/');
-        if (followLinks && slash != std::string::npos && path.substr(slash + 1) == name &&
+        if (slash != std::string::npos && path.substr(slash + 1) == name &&
             recover(path.substr(0, std::max<std::size_t>(slash, 1)), name))
             unlinkat(base, name.c_str(), 0);
     }
@@ -439,9 +448,9 @@ bool isPrivateFolder(std::string_view name, const Record &record) {
 }
 
 void recoverPrivateFolders() {
-    recoverIn(dataFolderPath(), true);
+    recoverIn(dataFolderPath());
     for (const char *place : knownPlaces)
-        recoverIn(place, false);
+        recoverIn(place);
 }
 
 void removePrivateFolders() {

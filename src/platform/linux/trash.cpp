@@ -3,9 +3,9 @@
 //
 // An item that is emptied is first moved, under a random name, to a private folder in the trash folder itself, where no
 // file manager looks: whoever restores it at that moment either has the whole item or finds it gone. Only there, once
-// proved to be what was counted, is it taken apart. What a killed process leaves there was counted and is confirmed as
-// removed for good; it may be half gone, so it never goes back among the items. It stays hidden, each query counts it
-// (space that nobody sees would be lost otherwise), and the next emptying removes it like an item.
+// proved to be what was counted, is it taken apart. What a killed process leaves there had been counted, and its
+// removal confirmed; it may be half gone, so it never goes back among the items. It stays hidden, each query counts it
+// (or space that nobody sees would be lost), and the next emptying removes it like an item.
 #include "platform/linux/base_folders.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/folders.h"

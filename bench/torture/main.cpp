@@ -1,0 +1,94 @@
+// dustmere_torture [ATTEMPTS] [SEED]: the deletion under attack, half of the attempts with a cleaner that is killed.
+// Prints one line of JSON; what must not have happened goes to standard error, and then the exit code is 1.
+#include "torture/torture.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <map>
+
+namespace {
+
+using namespace dm::torture;
+
+struct Sum {
+    std::map<std::string, std::uint64_t> figures;
+    std::map<std::string, std::uint64_t> operations;
+    std::string volume;
+};
+
+void add(Sum &sum, const TortureReport &report) {
+    const std::pair<const char *, std::uint64_t> figures[] = {
+        {"attempts", report.attempts},
+        {"deleted", report.deleted},
+        {"skipped", report.skipped},
+        {"errors", report.errors},
+        {"locked_skipped", report.lockedSkipped},
+        {"locked_errors", report.lockedErrors},
+        {"retries", report.retries},
+        {"starts", report.starts},
+        {"stops", report.stops},
+        {"stops_with_name_gone", report.stopsWithNameGone},
+        {"kills", report.kills},
+        {"kills_in_deletion", report.killsInDeletion},
+        {"kills_with_name_gone", report.killsWithNameGone},
+        {"files_made", report.filesMade},
+        {"precious_checked", report.preciousChecked},
+        {"changed_in_time", report.sealed},
+        {"violations", report.violationCount},
+    };
+    for (const auto &[name, figure] : figures)
+        sum.figures[name] += figure;
+    for (const auto &[name, count] : report.operations)
+        sum.operations[name] += count;
+    sum.volume = report.volume;
+}
+
+std::string objectOf(const std::map<std::string, std::uint64_t> &numbers) {
+    std::string text;
+    for (const auto &[name, number] : numbers)
+        text += (text.empty() ? "{\"" : ",\"") + name + "\":" + std::to_string(number);
+    return text + '}';
+}
+
+/// 0, 1 where something was lost, 2 where the torture could not be done.
+int run(std::uint64_t attempts, std::uint64_t seed) {
+    Sum sum;
+    bool failed = false;
+    for (const bool kill : {false, true}) {
+        for (const bool dataElsewhere : {false, true}) {
+            const TortureReport report = runTorture({.attempts = (attempts + 3) / 4,
+                                                     .seed = seed++,
+                                                     .kill = kill,
+                                                     .dataElsewhere = dataElsewhere,
+                                                     .folder = std::filesystem::temp_directory_path()});
+            if (!report.unavailable.empty()) {
+                std::fprintf(stderr, "dustmere_torture: %s\n", report.unavailable.c_str());
+                return 2;
+            }
+            const char *where = dataElsewhere ? "data elsewhere" : "one volume";
+            for (const std::string &violation : report.violations)
+                std::fprintf(stderr, "%s, %s: %s\n", kill ? "killed" : "not killed", where, violation.c_str());
+            for (const std::string &operation : report.idle())
+                std::fprintf(stderr, "never succeeded: %s\n", operation.c_str());
+            failed = failed || !report.violations.empty() || !report.idle().empty();
+            add(sum, report);
+        }
+    }
+    std::printf("{\"phase\":\"torture\",\"volume\":\"%s\",\"figures\":%s,\"operations\":%s}\n", sum.volume.c_str(),
+                objectOf(sum.figures).c_str(), objectOf(sum.operations).c_str());
+    return failed ? 1 : 0;
+}
+
+} // namespace
+
+int main(int count, char **arguments) {
+    try {
+        return run(count > 1 ? std::strtoull(arguments[1], nullptr, 10) : 20'000,
+                   count > 2 ? std::strtoull(arguments[2], nullptr, 10) : 1);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "dustmere_torture: %s\n", error.what());
+        return 2;
+    }
+}

@@ -1,0 +1,400 @@
+#include "torture/torture.h"
+
+#include "engine/cleaner.h"
+#include "engine/scanner.h"
+#include "namespaces.h"
+#include "platform/linux/base_folders.h"
+#include "platform/linux/private_folder.h"
+#include "platform/linux/volumes.h"
+#include "scratch.h"
+#include "torture/attackers.h"
+
+#include <sys/statfs.h>
+
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+
+namespace dm::torture {
+
+namespace {
+
+using test::require;
+using namespace std::chrono_literals;
+
+constexpr uid_t ordinaryUser = 65534;
+constexpr std::uint64_t attemptsOfLife = 300; ///< of a cleaner that is not killed
+constexpr auto longestStandstill = 60s;
+
+struct Run {
+    const TortureOptions &options;
+    Arena arena;
+    Shared &shared;
+    std::uint64_t random;
+
+    std::uint64_t below(std::uint64_t limit) {
+        random = random * 6364136223846793005U + 1442695040888963407U;
+        return (random >> 33) % limit;
+    }
+};
+
+/// Runs in a process of its own; what it throws is a violation.
+pid_t startProcess(Shared &shared, const char *name, const std::function<void()> &work) {
+    const pid_t process = fork();
+    require(process >= 0, "fork");
+    if (process != 0)
+        return process;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    nice(10); // its master must get the processor when it wants it
+    try {
+        work();
+    } catch (const std::exception &error) {
+        shared.violate("%s stopped: %s", name, error.what());
+        _exit(1);
+    }
+    _exit(0);
+}
+
+// The cleaner.
+
+void publish(Shared &shared, const FileEntry &entry, std::uint32_t serial) {
+    const std::string path = platform::linuxPath(entry.path);
+    const std::size_t slash = path.rfind('/');
+    const std::string folder = path.substr(0, slash);
+    const auto *known = std::find_if(workFolderNames.begin(), workFolderNames.end(), [&](const char *name) {
+        return folder.ends_with(std::string("/") + name);
+    });
+    shared.current.serial = serial;
+    shared.current.folder = static_cast<std::uint32_t>(known == workFolderNames.end() ? 0 : known - workFolderNames.begin());
+    std::snprintf(shared.current.name, sizeof shared.current.name, "%s", path.c_str() + slash + 1);
+    ++shared.current.sequence;
+}
+
+void tryToDelete(Shared &shared, const FileEntry &entry, const RootIdentity &root, bool skipLockedFiles) {
+    static const std::atomic<bool> goOn = false;
+    const std::optional<std::uint32_t> serial = shared.serialOf(entry.fileIndex);
+    if (!serial)
+        return shared.violate("the scan offers what nobody made");
+    const Kind kind = shared.states[*serial].kind;
+    if (kind != Kind::Deletable && kind != Kind::Pool && kind != Kind::Tree)
+        shared.violate("the scan offers a protected file: %u", *serial);
+    // A precious file that lies in the root at the moment of the scan is rightly offered. Its user does not choose it.
+    if (kind != Kind::Deletable)
+        return;
+    // However busy the machine is, the attackers get their share of each attempt.
+    while (shared.attempts >= shared.granted && !shared.stopCleaner)
+        sched_yield();
+    publish(shared, entry, *serial);
+    CleanResult result;
+    deleteEntry(entry, root, true, goOn, result, {.skipLockedFiles = skipLockedFiles});
+    if (result.filesDeleted == 1)
+        shared.states[*serial].flags |= deletedFlag;
+    ++shared.current.sequence;
+    if (result.filesDeleted + result.skipped + result.errors != 1)
+        shared.violate("one attempt counts %d times", static_cast<int>(result.filesDeleted + result.skipped + result.errors));
+    ++shared.attempts;
+    shared.deleted += result.filesDeleted;
+    shared.skipped += result.skipped;
+    shared.errors += result.errors;
+    shared.lockedSkipped += result.lockedSkipped;
+    shared.lockedErrors += result.lockedErrors;
+    shared.retries += result.retries;
+}
+
+/// What the program does from its start to its end, over and over in between: scan, and delete what was found, under
+/// each policy in turn.
+void clean(Shared &shared) {
+    static const std::atomic<bool> goOn = false;
+    platform::recoverPrivateFolders();
+    const auto isOver = [&] { return shared.stopCleaner || shared.attempts >= shared.endOfLife; };
+    const WString root = platform::drivePath(std::string(arenaPath) + "/stage/root");
+    for (bool skipLockedFiles = true; !isOver(); skipLockedFiles = !skipLockedFiles) {
+        const ScanResult scan = scanRoot(root, goOn);
+        for (const FileEntry &entry : scan.entries) {
+            if (isOver())
+                break;
+            tryToDelete(shared, entry, scan.roots.front(), skipLockedFiles);
+        }
+    }
+    platform::removePrivateFolders();
+}
+
+pid_t startCleaner(Run &run) {
+    ++run.shared.starts;
+    if (run.shared.current.sequence % 2 != 0)
+        ++run.shared.current.sequence;
+    return startProcess(run.shared, "the cleaner", [&run] { clean(run.shared); });
+}
+
+// Its master, who kills it and keeps the root filled.
+
+void refill(Run &run) {
+    for (unsigned slot = 0; slot < nameCount; ++slot) {
+        const int folder = run.arena.work[folderOfSlot(slot)].get();
+        const std::string name = slotName(slot);
+        if (faccessat(folder, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0)
+            continue;
+        // It comes to the root whole and old.
+        const std::string made = "moved-" + std::to_string(run.shared.files);
+        if (makeFile(run.shared, run.arena.seed, run.arena.outside.get(), made.c_str(), Kind::Deletable))
+            moveName(run.arena.outside.get(), made.c_str(), folder, name.c_str());
+    }
+}
+
+/// The cleaner was killed.
+void bury(Run &run) {
+    Shared &shared = run.shared;
+    ++shared.kills;
+    if (shared.current.sequence % 2 == 0)
+        return;
+    ++shared.killsInDeletion;
+    const std::uint32_t serial = shared.current.serial;
+    if (!shared.is(serial, deletedFlag))
+        shared.states[serial].flags |= excusedFlag;
+}
+
+void check(Shared &shared, int status) {
+    if (WIFSIGNALED(status))
+        shared.violate("the cleaner was ended by signal %d", WTERMSIG(status));
+    else if (WEXITSTATUS(status) != 0)
+        shared.violate("the cleaner ended with %d", WEXITSTATUS(status));
+}
+
+bool isNameGone(const Run &run) {
+    const Current &current = run.shared.current;
+    return current.sequence % 2 != 0 &&
+           serialAt(run.shared, run.arena.work[current.folder].get(), current.name) != current.serial;
+}
+
+void pause(std::uint64_t microseconds) {
+    const timespec time = {0, static_cast<long>(microseconds) * 1000};
+    nanosleep(&time, nullptr);
+}
+
+/// Until a moment in an attempt, whichever.
+void letRun(Run &run) {
+    if (run.below(2) == 0)
+        return pause(run.below(200));
+    for (int look = 0; look < 20'000 && run.shared.current.sequence % 2 == 0; ++look)
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+    for (std::uint64_t rounds = run.below(60'000); rounds > 0; --rounds)
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+}
+
+/// While the cleaner stands still between two of its steps, the attackers have all the time they need. In the middle of
+/// a removal it stands longer, and is killed more often.
+bool shouldKill(Run &run) {
+    const bool nameGone = isNameGone(run);
+    const bool kills = run.options.kill && run.below(nameGone ? 6 : 48) == 0;
+    run.shared.stopsWithNameGone += nameGone;
+    run.shared.killsWithNameGone += kills && nameGone;
+    pause(run.below(nameGone ? 1000 : 200));
+    return kills;
+}
+
+/// One life of the cleaner, which is stopped and let go on at random moments, until it ends by itself, is killed, or
+/// stands still for no reason.
+void live(Run &run) {
+    Shared &shared = run.shared;
+    shared.endOfLife = run.options.kill ? UINT64_MAX : shared.attempts + attemptsOfLife;
+    const pid_t cleaner = startCleaner(run);
+    std::uint64_t attempts = shared.attempts;
+    auto moved = std::chrono::steady_clock::now();
+    for (std::uint64_t turn = 0;; ++turn) {
+        if (turn % 16 == 0)
+            refill(run);
+        shared.granted = shared.attempts + 1 + run.below(4);
+        letRun(run);
+        int status = 0;
+        kill(cleaner, SIGSTOP);
+        waitpid(cleaner, &status, WUNTRACED);
+        if (!WIFSTOPPED(status))
+            return check(shared, status);
+        ++shared.stops;
+        if (std::exchange(attempts, shared.attempts) != attempts)
+            moved = std::chrono::steady_clock::now();
+        shared.standsStill = std::chrono::steady_clock::now() - moved > longestStandstill;
+        if (shared.standsStill)
+            shared.violate("the cleaner stands still");
+        if (shared.standsStill || shouldKill(run)) {
+            kill(cleaner, SIGKILL);
+            waitpid(cleaner, &status, 0);
+            return bury(run);
+        }
+        kill(cleaner, SIGCONT);
+    }
+}
+
+bool hasIdleOperation(const Run &run) {
+    const auto &operations = run.shared.operations;
+    return std::any_of(operations.begin(), operations.end(), [](const auto &count) { return count == 0; });
+}
+
+/// On until there are attempts enough and every attacker had its success, but not for ever.
+bool goesOn(const Run &run) {
+    const std::uint64_t attempts = run.shared.attempts;
+    if (run.shared.standsStill)
+        return false;
+    return attempts < run.options.attempts || (attempts < run.options.attempts * 3 && hasIdleOperation(run));
+}
+
+void torture(Run &run) {
+    refill(run);
+    std::vector<pid_t> processes;
+    for (std::size_t number = 0; number < attackers.size(); ++number)
+        processes.push_back(startProcess(run.shared, attackers[number].name, [&run, number] {
+            attackers[number].run(run.arena, run.options.seed * attackers.size() + number);
+        }));
+    while (goesOn(run))
+        live(run);
+    run.shared.stopAttackers = true;
+    for (std::size_t number = 0; number < processes.size(); ++number) {
+        int status = 0;
+        waitpid(processes[number], &status, 0);
+        if (WIFSIGNALED(status))
+            run.shared.violate("%s was ended by signal %d", attackers[number].name, WTERMSIG(status));
+    }
+    // The last start and its end, in peace.
+    run.shared.stopCleaner = true;
+    int status = 0;
+    waitpid(startCleaner(run), &status, 0);
+    check(run.shared, status);
+    account(run.arena);
+}
+
+// The surroundings.
+
+const char *nameOf(const struct statfs &status) {
+    constexpr decltype(status.f_type) ext4 = 0xEF53;
+    constexpr decltype(status.f_type) btrfs = 0x9123683E;
+    constexpr decltype(status.f_type) xfs = 0x58465342;
+    constexpr decltype(status.f_type) ram = 0x01021994;
+    return status.f_type == ext4    ? "ext4"
+           : status.f_type == btrfs ? "btrfs"
+           : status.f_type == xfs   ? "xfs"
+           : status.f_type == ram   ? "tmpfs"
+                                    : "other";
+}
+
+/// Leases do not tell on layered file systems, so that nothing would ever be deleted there.
+bool isLayered(const struct statfs &status) {
+    constexpr decltype(status.f_type) overlay = 0x794C7630;
+    return status.f_type == overlay;
+}
+
+/// The working folder becomes a volume of its own, whose topmost folder attackers see into.
+void mountVolumes(Shared &shared) {
+    struct statfs status;
+    require(mkdir(arenaPath, 0777) == 0 && mkdir(otherVolumePath, 0777) == 0 && statfs(".", &status) == 0, arenaPath);
+    if (isLayered(status))
+        require(mount("tmpfs", arenaPath, "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") == 0, "tmpfs");
+    else
+        require(mount(".", arenaPath, nullptr, MS_BIND, nullptr) == 0, "bind");
+    require(mount("tmpfs", otherVolumePath, "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") == 0, "tmpfs");
+    require(statfs(arenaPath, &status) == 0, arenaPath);
+    std::snprintf(shared.volume, sizeof shared.volume, "%s", nameOf(status));
+}
+
+void tortureInside(const TortureOptions &options, Shared &shared) {
+    mountVolumes(shared);
+    require(test::becomeOrdinaryUser(ordinaryUser), "ordinary user");
+    Run run{options, makeArena(shared, options.seed, options.dataElsewhere), shared, options.seed};
+    setenv("HOME", (std::string(arenaPath) + "/home").c_str(), 1);
+    setenv("XDG_DATA_HOME", run.arena.dataHome.c_str(), 1);
+    for (const char *variable : {"XDG_CACHE_HOME", "XDG_CONFIG_HOME"})
+        unsetenv(variable);
+    if (platform::baseFolders().dataHome != run.arena.dataHome)
+        throw std::runtime_error("the base folders were looked up before");
+    torture(run);
+}
+
+/// Empty, or why there are no namespaces.
+std::string runInNamespaces(const std::string &folder, const std::function<void()> &inside) {
+    int reasonPipe[2];
+    require(pipe2(reasonPipe, O_CLOEXEC) == 0, "pipe");
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    require(child >= 0, "fork");
+    if (child == 0) {
+        close(reasonPipe[0]);
+        if (chdir(folder.c_str()) != 0)
+            _exit(1);
+        test::detail::runOutside(test::Isolation::ProcessesAndPlaces, inside, reasonPipe[1]);
+    }
+    close(reasonPipe[1]);
+    std::string reason;
+    char text[256];
+    for (ssize_t size; (size = read(reasonPipe[0], text, sizeof text)) > 0;)
+        reason.append(text, static_cast<std::size_t>(size));
+    close(reasonPipe[0]);
+    waitpid(child, nullptr, 0);
+    return reason;
+}
+
+TortureReport reportOf(const Shared &shared) {
+    TortureReport report;
+    report.volume = shared.volume;
+    report.attempts = shared.attempts;
+    report.deleted = shared.deleted;
+    report.skipped = shared.skipped;
+    report.errors = shared.errors;
+    report.lockedSkipped = shared.lockedSkipped;
+    report.lockedErrors = shared.lockedErrors;
+    report.retries = shared.retries;
+    report.starts = shared.starts;
+    report.stops = shared.stops;
+    report.stopsWithNameGone = shared.stopsWithNameGone;
+    report.kills = shared.kills;
+    report.killsInDeletion = shared.killsInDeletion;
+    report.killsWithNameGone = shared.killsWithNameGone;
+    report.preciousChecked = shared.preciousChecked;
+    report.filesMade = shared.files - shared.preciousChecked;
+    report.sealed = shared.sealed;
+    report.violationCount = shared.violationCount;
+    for (std::uint32_t number = 0; number < std::min<std::size_t>(shared.violationCount, std::size(shared.violations));
+         ++number)
+        report.violations.emplace_back(shared.violations[number]);
+    for (std::size_t operation = 0; operation < operationCount; ++operation)
+        report.operations.emplace_back(operationNames[operation], shared.operations[operation]);
+    return report;
+}
+
+} // namespace
+
+std::vector<std::string> TortureReport::idle() const {
+    std::vector<std::string> names;
+    for (const auto &[name, count] : operations) {
+        if (count == 0)
+            names.push_back(name);
+    }
+    return names;
+}
+
+TortureReport runTorture(const TortureOptions &options) {
+    std::string folder = options.folder + "/torture-XXXXXX";
+    require(mkdtemp(folder.data()) != nullptr, folder);
+    if (geteuid() == 0)
+        require(chown(folder.c_str(), ordinaryUser, ordinaryUser) == 0, folder);
+    Shared *shared = newShared(static_cast<std::uint32_t>(options.attempts * 8 + 8192));
+
+    const std::string reason = runInNamespaces(folder, [&] {
+        try {
+            tortureInside(options, *shared);
+        } catch (const std::exception &error) {
+            shared->violate("the torture stopped: %s", error.what());
+        }
+    });
+    TortureReport report = reportOf(*shared);
+    if (!reason.empty())
+        report.unavailable = reason;
+    else if (report.starts == 0 && report.violationCount == 0)
+        report.violations.emplace_back("the torture did not start");
+
+    freeShared(shared);
+    std::filesystem::remove_all(folder);
+    return report;
+}
+
+} // namespace dm::torture
