@@ -52,19 +52,19 @@ inline void makeFile(const std::string &path, std::string_view content = "conten
     require(utimensat(AT_FDCWD, path.c_str(), times, 0) == 0, path);
 }
 
-/// Everything below the folders but folders; of a link, the link itself. And the program's private folders, which are
-/// never to be left behind.
+/// Everything below the folders but folders; of a link, the link itself. And what the program makes for a while: its
+/// private folders, and those by which it remembers them.
 inline std::set<std::string> filesBelow(std::initializer_list<const char *> folders) {
-    const std::string privatePrefix = ".dustmere-";
+    const auto isOfProgram = [](const std::string &name) {
+        const std::size_t start = name.starts_with(".dustmere-") ? 10 : name.starts_with("private-folder-") ? 15 : 0;
+        return start != 0 && name.size() == start + 32;
+    };
     std::set<std::string> files;
     for (const char *folder : folders)
         for (const auto &entry : std::filesystem::recursive_directory_iterator(
-                 folder, std::filesystem::directory_options::skip_permission_denied)) {
-            const std::string name = entry.path().filename();
-            const bool isPrivate = name.starts_with(privatePrefix) && name.size() == privatePrefix.size() + 32;
-            if (entry.is_symlink() || !entry.is_directory() || isPrivate)
+                 folder, std::filesystem::directory_options::skip_permission_denied))
+            if (entry.is_symlink() || !entry.is_directory() || isOfProgram(entry.path().filename()))
                 files.insert(entry.path());
-        }
     return files;
 }
 

@@ -107,7 +107,8 @@ void Accounts::lookAtFile(int folder, const char *name, const Record &record, co
     const std::optional<std::uint32_t> serial = serialIn(record);
     if (!serial || *serial >= shared.files)
         return shared.violate("something of nobody's is left, %llu bytes, \"%.8s\": %s",
-                              static_cast<unsigned long long>(record.stx_size), readWhole(folder, name).c_str(), path.c_str());
+                              static_cast<unsigned long long>(record.stx_size), readWhole(folder, name).c_str(),
+                              path.c_str());
     FileState &state = shared.states[*serial];
     std::string content = contentOf(*serial, arena.seed);
     for (std::uint32_t line = 0; line < state.rewrites; ++line)
@@ -180,14 +181,27 @@ void Accounts::close(std::uint32_t serial) {
 
 } // namespace
 
-const std::array<const char *, operationCount> operationNames = {
-    "root_became_link",        "parent_became_link",        "subfolder_became_link",
-    "root_exchanged",          "parent_exchanged",          "subfolder_exchanged",
-    "subfolder_moved_out",     "file_moved_out",            "precious_exchanged",
-    "new_name_exchanged",      "private_folder_exchanged",  "folder_listed",
-    "precious_on_vanished",    "old_file_on_vanished",      "fresh_file_on_vanished",
-    "hard_link_by_name",       "hard_link_by_handle",       "rewritten",
-    "redated",                 "held_open",                 "held_mapped"};
+const std::array<const char *, operationCount> operationNames = {"root_became_link",
+                                                                 "parent_became_link",
+                                                                 "subfolder_became_link",
+                                                                 "root_exchanged",
+                                                                 "parent_exchanged",
+                                                                 "subfolder_exchanged",
+                                                                 "subfolder_moved_out",
+                                                                 "file_moved_out",
+                                                                 "precious_exchanged",
+                                                                 "new_name_exchanged",
+                                                                 "private_folder_exchanged",
+                                                                 "folder_listed",
+                                                                 "precious_on_vanished",
+                                                                 "old_file_on_vanished",
+                                                                 "fresh_file_on_vanished",
+                                                                 "hard_link_by_name",
+                                                                 "hard_link_by_handle",
+                                                                 "rewritten",
+                                                                 "redated",
+                                                                 "held_open",
+                                                                 "held_mapped"};
 
 std::string slotName(unsigned slot) {
     char name[16];
@@ -343,8 +357,8 @@ Arena makeArena(Shared &shared, std::uint64_t seed, bool dataElsewhere) {
     addLink("stage", "/precious");
     std::array<std::string, workFolders> twinPaths;
     for (unsigned folder = 0; folder < workFolders; ++folder) {
-        twinPaths[folder] = (folder == 0 ? "/precious" : twinPaths[workFolderParents[folder]]) + '/' +
-                            workFolderNames[folder];
+        twinPaths[folder] =
+            (folder == 0 ? "/precious" : twinPaths[workFolderParents[folder]]) + '/' + workFolderNames[folder];
         arena.work[folder] = makeFolder(arena.parentOf(folder), workFolderNames[folder]);
         makeTwin(arena, folder);
         addLink(workFolderNames[folder], twinPaths[folder]);

@@ -29,10 +29,10 @@ enum class Kind : std::uint8_t {
 };
 
 // Flags of a file.
-inline constexpr std::uint8_t deletedFlag = 1;   ///< the cleaner was told that it is deleted
-inline constexpr std::uint8_t excusedFlag = 2;   ///< the cleaner was killed while it was at this file
-inline constexpr std::uint8_t sealedFlag = 4;    ///< was changed in time: may not be deleted any more
-inline constexpr std::uint8_t redatedFlag = 8;   ///< has another date than it was made with
+inline constexpr std::uint8_t deletedFlag = 1; ///< the cleaner was told that it is deleted
+inline constexpr std::uint8_t excusedFlag = 2; ///< the cleaner was killed while it was at this file
+inline constexpr std::uint8_t sealedFlag = 4;  ///< was changed in time: may not be deleted any more
+inline constexpr std::uint8_t redatedFlag = 8; ///< has another date than it was made with
 
 struct FileState {
     std::atomic<std::uint8_t> flags;
@@ -77,7 +77,9 @@ inline constexpr std::array<unsigned, workFolders> workFolderParents = {0, 0, 0,
 /// Files in the root have these many names, spread over its folders.
 inline constexpr unsigned nameCount = 160;
 std::string slotName(unsigned slot);
-constexpr unsigned folderOfSlot(unsigned slot) { return slot % workFolders; }
+constexpr unsigned folderOfSlot(unsigned slot) {
+    return slot % workFolders;
+}
 
 /// The entry that the cleaner is at. Attackers are told, so that they hit often.
 struct Current {
@@ -91,6 +93,7 @@ struct Current {
 struct Shared {
     std::atomic<bool> stopAttackers;
     std::atomic<bool> stopCleaner;
+    bool killsCleaner;
     std::atomic<std::uint64_t> granted;   ///< attempts that the cleaner may make
     std::atomic<std::uint64_t> endOfLife; ///< after so many it ends itself
     Current current;
@@ -109,7 +112,7 @@ struct Shared {
     struct IndexSlot {
         std::atomic<std::uint64_t> index;
         std::atomic<std::uint32_t> serial;
-    } *indexes; ///< open addressing; twice as many, and a power of two
+    } * indexes; ///< open addressing; twice as many, and a power of two
     std::uint32_t indexMask;
 
     void count(Operation operation) { ++operations[static_cast<std::size_t>(operation)]; }
@@ -124,9 +127,9 @@ void freeShared(Shared *shared);
 
 /// Precious things on one volume, for attackers to put in the way.
 struct Treasure {
-    Fd pool;                         ///< Kind::Pool under their pool names
+    Fd pool; ///< Kind::Pool under their pool names
     std::vector<std::uint32_t> files;
-    Fd decoys;                       ///< folders with Kind::Tree
+    Fd decoys; ///< folders with Kind::Tree
 };
 inline constexpr unsigned poolShare = 16; ///< files of each attacker
 inline constexpr unsigned poolShares = 3;
@@ -139,21 +142,19 @@ struct Arena {
     Shared *shared;
     std::uint64_t seed;
     std::string dataHome;
-    Fd top;      ///< the volume's own root
-    Fd stage;    ///< the parent of the root
+    Fd top;   ///< the volume's own root
+    Fd stage; ///< the parent of the root
     std::array<Fd, workFolders> work;
     Fd links;    ///< a link to the precious twin of each folder, by its name
     Fd precious; ///< the twin of the stage
     std::array<Fd, workFolders> twins;
     Fd outside;
-    Fd vault;    ///< sealed files, out of the way
-    Fd data;     ///< the program's data folder
+    Fd vault; ///< sealed files, out of the way
+    Fd data;  ///< the program's data folder
     Treasure near;
     Treasure far; ///< on the volume of the data folder, if that is another one
 
-    int parentOf(unsigned folder) const {
-        return folder == 0 ? stage.get() : work[workFolderParents[folder]].get();
-    }
+    int parentOf(unsigned folder) const { return folder == 0 ? stage.get() : work[workFolderParents[folder]].get(); }
     int twinParentOf(unsigned folder) const {
         return folder == 0 ? precious.get() : twins[workFolderParents[folder]].get();
     }

@@ -63,11 +63,11 @@ void publish(Shared &shared, const FileEntry &entry, std::uint32_t serial) {
     const std::string path = platform::linuxPath(entry.path);
     const std::size_t slash = path.rfind('/');
     const std::string folder = path.substr(0, slash);
-    const auto *known = std::find_if(workFolderNames.begin(), workFolderNames.end(), [&](const char *name) {
-        return folder.ends_with(std::string("/") + name);
-    });
+    const auto *known = std::find_if(workFolderNames.begin(), workFolderNames.end(),
+                                     [&](const char *name) { return folder.ends_with(std::string("/") + name); });
     shared.current.serial = serial;
-    shared.current.folder = static_cast<std::uint32_t>(known == workFolderNames.end() ? 0 : known - workFolderNames.begin());
+    shared.current.folder =
+        static_cast<std::uint32_t>(known == workFolderNames.end() ? 0 : known - workFolderNames.begin());
     std::snprintf(shared.current.name, sizeof shared.current.name, "%s", path.c_str() + slash + 1);
     ++shared.current.sequence;
 }
@@ -93,7 +93,8 @@ void tryToDelete(Shared &shared, const FileEntry &entry, const RootIdentity &roo
         shared.states[*serial].flags |= deletedFlag;
     ++shared.current.sequence;
     if (result.filesDeleted + result.skipped + result.errors != 1)
-        shared.violate("one attempt counts %d times", static_cast<int>(result.filesDeleted + result.skipped + result.errors));
+        shared.violate("one attempt counts %d times",
+                       static_cast<int>(result.filesDeleted + result.skipped + result.errors));
     ++shared.attempts;
     shared.deleted += result.filesDeleted;
     shared.skipped += result.skipped;
@@ -307,6 +308,7 @@ void tortureInside(const TortureOptions &options, Shared &shared) {
         unsetenv(variable);
     if (platform::baseFolders().dataHome != run.arena.dataHome)
         throw std::runtime_error("the base folders were looked up before");
+    shared.killsCleaner = options.kill;
     torture(run);
 }
 

@@ -37,7 +37,7 @@ struct TortureReport {
     std::uint64_t preciousChecked = 0; ///< that may never be
     std::uint64_t sealed = 0;          ///< may not be any more, since an attacker changed them in time
     std::uint64_t violationCount = 0;
-    std::vector<std::string> violations; ///< the first of them, in words
+    std::vector<std::string> violations;                           ///< the first of them, in words
     std::vector<std::pair<std::string, std::uint64_t>> operations; ///< of the attackers, that succeeded
 
     /// The operations that never succeeded. A run with any proves less than it says.

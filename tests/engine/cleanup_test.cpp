@@ -478,14 +478,15 @@ TEST(Cleanup, ABrowserThatStartsMeanwhileKeepsTheCachesThatAreLeft) {
                 fate == machine.fates.end() || fate->second != Cached)
                 return;
             caches.push_back(reports.back().text);
-            if (caches.size() == 4) {
+            if (caches.size() == 4)
                 browser = startBrowser(machine);
-                // The next look falls due.
-                for (const ULONGLONG start = GetTickCount64(); GetTickCount64() - start < 250;)
-                    Sleep(5);
-            }
-            if (caches.size() == 6)
+            else if (caches.size() == 6)
                 endProcess(browser);
+            else
+                return;
+            // The next look falls due.
+            for (const ULONGLONG start = GetTickCount64(); GetTickCount64() - start < 250;)
+                Sleep(5);
         };
         const CleanResult result = cleanSelected(scan, allFiles, goOn, reportTo(reports, interfere), {});
         EXPECT_EQ(runningBrowserNames(), std::vector<WString>{});

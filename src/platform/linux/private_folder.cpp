@@ -11,7 +11,6 @@
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <sys/random.h>
 
 #include <algorithm>
 #include <array>
@@ -19,6 +18,7 @@
 #include <climits>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <optional>
@@ -37,9 +37,12 @@ struct RecordHead {
 };
 
 constexpr std::string_view namePrefix = ".dustmere-";
+constexpr std::string_view memoryPrefix = "private-folder-";
 constexpr std::size_t randomDigits = 32;
 constexpr const char *journalName = "journal";
 constexpr mode_t privateMode = S_IWUSR | S_IXUSR;
+/// Nobody reads it while its process lives: it tells the name under which something is in the folder at the moment.
+constexpr mode_t journalMode = S_IWUSR;
 constexpr std::size_t journalBlock = 4096;
 
 struct PrivateFolders {
@@ -153,8 +156,8 @@ std::shared_ptr<PrivateFolder> makeUnder(int base, const std::string &basePath, 
     }
     folder->mountId = record.stx_mnt_id;
     folder->device = idOf(record).device;
-    folder->journal = Fd(openat(folder->descriptor.get(), journalName,
-                                O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    folder->journal = Fd(
+        openat(folder->descriptor.get(), journalName, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, journalMode));
     if (!folder->journal || flock(folder->journal.get(), LOCK_EX | LOCK_NB) != 0)
         return undo();
     writeInPlace(folder->journal.get());
@@ -183,19 +186,69 @@ struct Memory {
     std::string path;
 };
 
-/// A private folder remembered by a link, which is there first: what a killed process leaves must be found again, or
-/// nothing may be put there.
+/// The way to a private folder elsewhere is remembered as a chain of empty folders that are named like those on that
+/// way. Such a memory can be removed where everybody sees it: what removes an empty folder never removes a file.
+bool remember(const Memory &memory, const std::string &name, const std::string &basePath) {
+    if (mkdirat(memory.folder.get(), name.c_str(), S_IRWXU) != 0)
+        return false;
+    std::string way = joinPath(memory.path, name);
+    for (std::size_t start = 1; start < basePath.size();) {
+        const std::size_t end = std::min(basePath.find('/', start), basePath.size());
+        const std::string level = basePath.substr(start, end - start);
+        const Fd folder = openWay(way, O_PATH);
+        if (!folder || mkdirat(folder.get(), level.c_str(), S_IRWXU) != 0)
+            return false;
+        way = joinPath(way, level);
+        start = end + 1;
+    }
+    return true;
+}
+
+void forget(const std::string &memoryPath, const std::string &basePath) {
+    std::string way = basePath.size() > 1 ? memoryPath + basePath : memoryPath;
+    for (; way.size() >= memoryPath.size(); way = parentPath(way)) {
+        const Fd folder = openWay(parentPath(way), O_PATH);
+        if (folder)
+            unlinkat(folder.get(), std::string(lastComponent(way)).c_str(), AT_REMOVEDIR);
+    }
+}
+
+/// The way that a memory stands for; empty for a folder that is none.
+std::string recall(const std::string &memoryPath) {
+    std::string way = memoryPath;
+    for (;;) {
+        DIR *listing = fdopendir(openWay(way, O_RDONLY).release());
+        if (listing == nullptr)
+            return std::string();
+        std::vector<std::string> names;
+        while (const dirent *entry = readdir(listing)) {
+            if (const std::string_view name = entry->d_name; name != "." && name != "..")
+                names.emplace_back(name);
+        }
+        closedir(listing);
+        if (names.empty())
+            return way.size() == memoryPath.size() ? "/" : way.substr(memoryPath.size());
+        if (names.size() > 1)
+            return std::string();
+        way = joinPath(way, names.front());
+    }
+}
+
+/// A private folder that is remembered before it is made: what a killed process leaves must be found again, or nothing
+/// may be put there.
 std::shared_ptr<PrivateFolder> makeRemembered(const Folder &base, const Memory &memory) {
     const std::string name = newPrivateName();
-    if (symlinkat(joinPath(base.linuxPath, name).c_str(), memory.folder.get(), name.c_str()) != 0)
-        return nullptr;
-    std::shared_ptr<PrivateFolder> made = makeUnder(base.descriptor.get(), base.linuxPath, name);
+    const std::string memoryName = std::string(memoryPrefix) + name.substr(namePrefix.size());
+    const std::string memoryPath = joinPath(memory.path, memoryName);
+    std::shared_ptr<PrivateFolder> made;
+    if (remember(memory, memoryName, base.linuxPath))
+        made = makeUnder(base.descriptor.get(), base.linuxPath, name);
     if (made) {
-        made->link = joinPath(memory.path, name);
+        made->memory = memoryPath;
         return made;
     }
     const int failure = errno;
-    unlinkat(memory.folder.get(), name.c_str(), 0);
+    forget(memoryPath, base.linuxPath);
     errno = failure;
     return nullptr;
 }
@@ -253,7 +306,14 @@ bool moveBackTo(int privateFolder, const std::string &taken, std::string folder,
 }
 
 /// What the journal of an abandoned folder says; false for one that says nothing usable.
-bool readJournal(int journal, std::string &taken, std::string &folder, std::string &name) {
+bool readJournal(int writable, std::string &taken, std::string &folder, std::string &name) {
+    Record record;
+    if (!readRecord(writable, "", record) || !S_ISREG(record.stx_mode))
+        return false;
+    if ((record.stx_mode & S_IRUSR) == 0)
+        fchmod(writable, S_IRUSR | S_IWUSR);
+    const Fd readable(open(("/proc/self/fd/" + std::to_string(writable)).c_str(), O_RDONLY | O_CLOEXEC));
+    const int journal = readable.get();
     std::string bytes;
     std::array<char, 4096> block;
     for (ssize_t count; (count = read(journal, block.data(), block.size())) > 0;)
@@ -272,7 +332,8 @@ bool readJournal(int journal, std::string &taken, std::string &folder, std::stri
            isRandomName(taken);
 }
 
-/// Whatever the journal does not explain is set beside the private folder, where it can be found.
+/// Whatever the journal does not explain is set beside the private folder, where it can be found. Everybody sees
+/// into the folder from here on, so nothing in it may be removed by its name any more.
 void setFree(int privateFolder, const std::string &basePath) {
     fchmodat(privateFolder, ".", S_IRWXU, 0);
     DIR *listing = fdopendir(openat(privateFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -280,10 +341,18 @@ void setFree(int privateFolder, const std::string &basePath) {
         return;
     while (const dirent *entry = readdir(listing)) {
         const std::string name = entry->d_name;
-        if (name != "." && name != ".." && name != journalName)
+        if (name != "." && name != "..")
             moveBackTo(privateFolder, name, basePath, "recovered");
     }
     closedir(listing);
+}
+
+/// While nobody can list the folder its journal is the file that is open, or is not removed.
+void removeJournal(int privateFolder, int journal) {
+    Record open;
+    Record named;
+    if (readRecord(journal, "", open) && readRecord(privateFolder, journalName, named) && idOf(open) == idOf(named))
+        unlinkat(privateFolder, journalName, 0);
 }
 
 /// A folder that a killed process left, at whatever moment of its making or removal.
@@ -297,12 +366,12 @@ bool isAbandonedKind(const Record &record) {
 bool recover(const std::string &basePath, const std::string &name) {
     const Fd base = openWay(basePath, O_PATH);
     const Fd folder = base ? openName(base.get(), name.c_str()) : Fd();
-    Record record;
-    if (!folder || !readRecord(folder.get(), "", record) || !isAbandonedKind(record))
+    Record folderRecord;
+    if (!folder || !readRecord(folder.get(), "", folderRecord) || !isAbandonedKind(folderRecord))
         return false;
     // Without a journal it is one that was just made or is about to go, and holds nothing.
     const auto openJournal = [&folder] {
-        return Fd(openat(folder.get(), journalName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        return Fd(openat(folder.get(), journalName, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     };
     Fd journal = openJournal();
     if (!journal && errno == ENOENT) {
@@ -312,43 +381,48 @@ bool recover(const std::string &basePath, const std::string &name) {
     }
     if (journal ? flock(journal.get(), LOCK_EX | LOCK_NB) != 0 : errno != ENOENT)
         return false;
+    // Whoever knows its name can have put something else in its place, but hardly with its mode.
+    Record record;
+    const bool isOurJournal = journal && readRecord(journal.get(), "", record) && S_ISREG(record.stx_mode) &&
+                              (record.stx_mode & 07777) == journalMode;
     std::string taken;
     std::string from;
     std::string itsName;
     if (journal && readJournal(journal.get(), taken, from, itsName) &&
         readRecord(folder.get(), taken.c_str(), record) && !moveBackTo(folder.get(), taken, from, itsName))
         return false;
+    if (isOurJournal && isOursAlone(folderRecord))
+        removeJournal(folder.get(), journal.get());
+    if (unlinkat(base.get(), name.c_str(), AT_REMOVEDIR) == 0)
+        return true;
     setFree(folder.get(), basePath);
-    unlinkat(folder.get(), journalName, 0);
     return unlinkat(base.get(), name.c_str(), AT_REMOVEDIR) == 0;
 }
 
-/// Recovers what a folder remembers: private folders in it, and this user's links to others.
+/// Recovers what a folder knows of: private folders in it, and the memories of others.
 void recoverIn(const std::string &basePath) {
     DIR *listing = fdopendir(openWay(basePath, O_RDONLY).release());
     if (listing == nullptr)
         return;
     std::vector<std::string> names;
-    while (const dirent *entry = readdir(listing)) {
-        if (isPrivateName(entry->d_name))
-            names.emplace_back(entry->d_name);
-    }
+    while (const dirent *entry = readdir(listing))
+        names.emplace_back(entry->d_name);
     const int base = dirfd(listing);
     for (const std::string &name : names) {
+        const bool isMemory = name.starts_with(memoryPrefix) && isRandomName(name.substr(memoryPrefix.size()));
         Record record;
-        if (!readRecord(base, name.c_str(), record) || record.stx_uid != geteuid())
+        if ((!isMemory && !isPrivateName(name)) || !readRecord(base, name.c_str(), record) ||
+            record.stx_uid != geteuid())
             continue;
-        if (S_ISDIR(record.stx_mode)) {
+        if (!isMemory) {
             recover(basePath, name);
             continue;
         }
-        std::array<char, PATH_MAX> target;
-        const ssize_t length = readlinkat(base, name.c_str(), target.data(), target.size());
-        const std::string path(target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
-        const std::size_t slash = path.rfind('/');
-        if (slash != std::string::npos && path.substr(slash + 1) == name &&
-            recover(path.substr(0, std::max<std::size_t>(slash, 1)), name))
-            unlinkat(base, name.c_str(), 0);
+        const std::string memoryPath = joinPath(basePath, name);
+        const std::string elsewhere = recall(memoryPath);
+        const std::string itsName = std::string(namePrefix) + name.substr(memoryPrefix.size());
+        if (!elsewhere.empty() && recover(elsewhere, itsName))
+            forget(memoryPath, elsewhere);
     }
     closedir(listing);
 }
@@ -357,19 +431,11 @@ void recoverIn(const std::string &basePath) {
 
 std::string randomName() {
     constexpr const char *digits = "0123456789abcdef";
-    // Names are drawn from a pool, since asking the kernel for each costs as much as looking at a file.
-    thread_local std::array<unsigned char, 4096> pool;
-    thread_local std::size_t used = pool.size();
-    if (used == pool.size()) {
-        for (std::size_t filled = 0; filled < pool.size();) {
-            const ssize_t count = getrandom(pool.data() + filled, pool.size() - filled, 0);
-            filled += count > 0 ? static_cast<std::size_t>(count) : 0;
-        }
-        used = 0;
-    }
+    std::array<unsigned char, randomDigits / 2> bytes;
+    if (getentropy(bytes.data(), bytes.size()) != 0)
+        std::abort(); // A name that could be guessed would be worse than an end.
     std::string name;
-    for (int i = 0; i < 16; ++i) {
-        const unsigned char byte = pool[used++];
+    for (const unsigned char byte : bytes) {
         name += digits[byte >> 4];
         name += digits[byte & 15];
     }
@@ -459,14 +525,14 @@ void removePrivateFolders() {
     for (const std::shared_ptr<PrivateFolder> &folder : all.folders) {
         if (folder->retired)
             continue;
-        unlinkat(folder->descriptor.get(), journalName, 0);
+        removeJournal(folder->descriptor.get(), folder->journal.get());
         const Fd base = openWay(folder->path.substr(0, folder->path.rfind('/') + 1), O_PATH);
         const std::string name = folder->path.substr(folder->path.rfind('/') + 1);
         Record record;
         if (base && readRecord(base.get(), name.c_str(), record) && isOursAlone(record))
             unlinkat(base.get(), name.c_str(), AT_REMOVEDIR);
-        if (!folder->link.empty())
-            unlink(folder->link.c_str());
+        if (!folder->memory.empty())
+            forget(folder->memory, parentPath(folder->path));
     }
     all.folders.clear();
     if (all.madeDataFolder)

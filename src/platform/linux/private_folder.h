@@ -21,7 +21,7 @@ struct PrivateFolder {
     std::size_t journalSize = 0; ///< bytes set aside on the disk
     std::string record;          ///< as it was last written: where the taken object came from
     std::string path;            ///< absolute Linux path
-    std::string link;            ///< where the data folder remembers it; empty if it lies there or in a temp folder
+    std::string memory;          ///< where it is remembered; empty if it lies where each start looks
     std::uint64_t mountId = 0;
     std::uint64_t device = 0;
     bool leasesTell = false; ///< a write lease is refused here while a file is mapped with its descriptor closed
