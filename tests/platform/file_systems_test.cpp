@@ -144,6 +144,10 @@ const Kind kinds[] = {
      0},
 };
 
+void PrintTo(const Kind &kind, std::ostream *out) {
+    *out << kind.disk.name;
+}
+
 template <typename Param>
 std::string nameOf(const testing::TestParamInfo<Param> &info) {
     return info.param.disk.name;
@@ -218,6 +222,10 @@ const FullDisk fullDisks[] = {
       nullptr, nullptr},
      false},
 };
+
+void PrintTo(const FullDisk &disk, std::ostream *out) {
+    *out << disk.disk.name;
+}
 
 class FullDisks : public testing::TestWithParam<FullDisk> {};
 INSTANTIATE_TEST_SUITE_P(, FullDisks, testing::ValuesIn(fullDisks), nameOf<FullDisk>);

@@ -91,16 +91,18 @@ bool isOursAlone(const Record &record) {
 /// else has open, and refuse it while the file is only mapped. Nothing, with errno set, where that cannot be tried: a
 /// full disk says nothing about leases.
 std::optional<bool> probeLeases(int folder) {
-    const std::string name = randomName();
-    Fd file(openat(folder, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    Fd other = file ? Fd(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC)) : Fd();
-    const int failure = errno;
-    if (file)
-        unlinkat(folder, name.c_str(), 0);
-    if (!other) {
-        errno = failure;
-        return std::nullopt;
+    const mode_t mode = S_IRUSR | S_IWUSR;
+    Fd file(openat(folder, ".", O_RDWR | O_TMPFILE | O_CLOEXEC, mode));
+    // Not every file system makes files without a name. A name is left behind if the process is killed just then.
+    if (!file && (errno == EOPNOTSUPP || errno == EISDIR)) {
+        const std::string name = randomName();
+        file = Fd(openat(folder, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+        if (file)
+            unlinkat(folder, name.c_str(), 0);
     }
+    Fd other = file ? Fd(open(("/proc/self/fd/" + std::to_string(file.get())).c_str(), O_RDONLY | O_CLOEXEC)) : Fd();
+    if (!other)
+        return std::nullopt;
     void *mapped = mmap(nullptr, 1, PROT_READ, MAP_PRIVATE, other.get(), 0);
     other.reset();
     fcntl(file.get(), F_SETSIG, SIGURG);

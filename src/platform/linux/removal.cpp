@@ -66,7 +66,7 @@ DWORD undo(const OpenFile &file, PrivateFolder &folder, const std::string &taken
 }
 
 /// A second name came between the last look and the removal: the file lives on, and gets its own name back, or one
-/// beside it where that is taken.
+/// beside it where that is taken. If the second name has gone again too, the file is removed after all.
 DWORD restoreName(const OpenFile &file) {
     char self[32];
     std::snprintf(self, sizeof self, "/proc/self/fd/%d", file.descriptor.get());
@@ -74,7 +74,8 @@ DWORD restoreName(const OpenFile &file) {
     if (linkat(AT_FDCWD, self, parent, file.name.c_str(), AT_SYMLINK_FOLLOW) == 0)
         return ERROR_ACCESS_DENIED;
     linkat(AT_FDCWD, self, parent, keptName(file.name).c_str(), AT_SYMLINK_FOLLOW);
-    return ERROR_FILE_INVALID;
+    Record record;
+    return readRecord(file.descriptor.get(), "", record) && record.stx_nlink == 0 ? ERROR_SUCCESS : ERROR_FILE_INVALID;
 }
 
 /// The folder in which the file was held may have been removed by somebody since; then a new one serves.
@@ -152,7 +153,9 @@ DWORD removeHeld(OpenFile &file) {
     if (!readRecord(file.descriptor.get(), "", record))
         return errorOf(errno);
     if (record.stx_nlink != 0)
-        return restoreName(file);
+        code = restoreName(file);
+    if (code != ERROR_SUCCESS)
+        return code;
     file.privateFolder.reset();
     closeRemoved(std::move(file.descriptor));
     return ERROR_SUCCESS;
