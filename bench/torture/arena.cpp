@@ -201,7 +201,8 @@ const std::array<const char *, operationCount> operationNames = {"root_became_li
                                                                  "rewritten",
                                                                  "redated",
                                                                  "held_open",
-                                                                 "held_mapped"};
+                                                                 "held_mapped",
+                                                                 "lease_broken"};
 
 std::string slotName(unsigned slot) {
     char name[16];

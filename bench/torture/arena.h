@@ -38,6 +38,7 @@ struct FileState {
     std::atomic<std::uint8_t> flags;
     Kind kind;
     std::atomic<std::uint32_t> rewrites;
+    std::atomic<std::uint64_t> deletedIn; ///< the attempt, by its sequence number
     std::uint64_t inode;
     std::uint64_t folder; ///< inode of the folder that it was made in
     char name[24];        ///< that it was made with
@@ -65,6 +66,7 @@ enum class Operation : unsigned {
     Redated,
     HeldOpen,
     HeldMapped,
+    LeaseBroken,
     Count
 };
 inline constexpr std::size_t operationCount = static_cast<std::size_t>(Operation::Count);

@@ -343,6 +343,24 @@ void redate(Attacker &attacker, const Target &target) {
         putAway(attacker, target, *serial);
 }
 
+/// An open that does not wait gets nothing, but the cleaner is told. If the file still has its name then, it is taken
+/// only later, and that attempt must leave it.
+void breakLease(Attacker &attacker, const Target &target) {
+    const Fd file = hold(attacker, target);
+    const std::optional<std::uint32_t> serial = file ? serialAt(attacker.shared, file.get()) : std::nullopt;
+    if (!mayChange(attacker, serial))
+        return;
+    const Fd data(open(pathOf(file).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    if (data || errno != EWOULDBLOCK ||
+        serialAt(attacker.shared, attacker.folder(target), target.name.c_str()) != serial ||
+        !isCurrent(attacker, target))
+        return;
+    attacker.shared.count(Operation::LeaseBroken);
+    waitForEnd(attacker, target);
+    if (attacker.shared.states[*serial].deletedIn == target.sequence)
+        attacker.shared.violate("deleted although somebody wanted to open it: %u, %s", *serial, target.name.c_str());
+}
+
 /// A file in use.
 class Use {
 public:
@@ -412,7 +430,10 @@ void linkByHandle(Attacker &attacker, int seconds, const Target &target) {
         if (linkat(AT_FDCWD, path.c_str(), seconds, name.c_str(), AT_SYMLINK_FOLLOW) != 0)
             return;
         attacker.shared.count(Operation::HardLinkByHandle);
-        attacker.spin(attacker.random.oneIn(8) ? 20000 : 500);
+        if (attacker.random.oneIn(8))
+            waitForEnd(attacker, target);
+        else
+            attacker.spin(500);
         if (attacker.shared.is(*serial, deletedFlag) && linksOf(file) > 0)
             attacker.shared.violate("told to be deleted while it has a name: %u, %s", *serial, target.name.c_str());
         unlinkat(seconds, name.c_str(), 0);
@@ -483,15 +504,19 @@ private:
 
     /// Names of the usual kind are seen all the time, and by others too.
     void see(const Watched &watched, const std::string &name) {
-        if (name.starts_with(".dustmere-"))
-            return seePrivate(watched, name);
-        if (isKnown(name) && (!watched.isWork || !name.starts_with("name-") || !attacker_.random.oneIn(4)))
+        const bool usual = name.starts_with("name-") && watched.isWork;
+        if (isKnown(name) ? !usual || !attacker_.random.oneIn(4) : isNewsNoMore(name))
             return;
+        if (!watched.isWork)
+            return seeInPlace(watched, name);
         for (int time = 0; time < 3; ++time) {
             if (shareOf(watched).exchange(watched.folder, name.c_str(), 200))
                 attacker_.shared.count(Operation::NewNameExchanged);
         }
     }
+
+    /// Its own exchanges tell of a name again, each twice.
+    bool isNewsNoMore(const std::string &name) { return !seen_.insert(name).second && attacker_.random.below(5) < 3; }
 
     Share &shareOf(const Watched &watched) {
         return watched.treasure == &attacker_.arena.far ? *farShare_ : nearShare_;
@@ -499,10 +524,7 @@ private:
 
     /// The folder itself, or the program's memory of it, is exchanged with precious things, and what can be reached in
     /// it is looked for: its list, and what its journal tells.
-    void seePrivate(const Watched &watched, const std::string &name) {
-        // Its own exchanges tell of the name again, each twice.
-        if (!seen_.insert(name).second && attacker_.random.below(5) < 3)
-            return;
+    void seeInPlace(const Watched &watched, const std::string &name) {
         const Fd inside(openat(watched.folder, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (inside && attacker_.random.oneIn(2))
             attackInside(watched, inside.get());
@@ -712,6 +734,8 @@ void attackByUse(const Arena &arena, std::uint64_t seed) {
     while (attacker.goesOn()) {
         const Target target = pickTarget(attacker);
         const std::uint32_t choice = attacker.random.below(16);
+        for (int time = 0; choice >= 8 && time < 100 && isCurrent(attacker, target); ++time)
+            breakLease(attacker, target);
         if (choice == 0)
             rewrite(attacker, target);
         else if (choice == 1)

@@ -11,7 +11,9 @@
 
 #include <sys/statfs.h>
 
+#include <algorithm>
 #include <chrono>
+#include <climits>
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -72,6 +74,15 @@ void publish(Shared &shared, const FileEntry &entry, std::uint32_t serial) {
     ++shared.current.sequence;
 }
 
+/// What the kernel calls a held file's name follows its renames.
+bool isLeftInPrivateFolder(const Fd &file) {
+    char path[PATH_MAX];
+    const ssize_t size =
+        file ? readlink(("/proc/self/fd/" + std::to_string(file.get())).c_str(), path, sizeof path) : 0;
+    const std::string_view name(path, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    return name.find("/.dustmere-") != name.npos && !name.ends_with(" (deleted)");
+}
+
 void tryToDelete(Shared &shared, const FileEntry &entry, const RootIdentity &root, bool skipLockedFiles) {
     static const std::atomic<bool> goOn = false;
     const std::optional<std::uint32_t> serial = shared.serialOf(entry.fileIndex);
@@ -87,10 +98,15 @@ void tryToDelete(Shared &shared, const FileEntry &entry, const RootIdentity &roo
     while (shared.attempts >= shared.granted && !shared.stopCleaner)
         sched_yield();
     publish(shared, entry, *serial);
+    const Fd file(open(platform::linuxPath(entry.path).c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     CleanResult result;
     deleteEntry(entry, root, true, goOn, result, {.skipLockedFiles = skipLockedFiles});
-    if (result.filesDeleted == 1)
+    if (result.filesDeleted == 1) {
+        shared.states[*serial].deletedIn = shared.current.sequence.load();
         shared.states[*serial].flags |= deletedFlag;
+    } else if (isLeftInPrivateFolder(file)) {
+        shared.violate("kept, but not put back: %u, %s", *serial, shared.current.name);
+    }
     ++shared.current.sequence;
     if (result.filesDeleted + result.skipped + result.errors != 1)
         shared.violate("one attempt counts %d times",

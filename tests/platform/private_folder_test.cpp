@@ -133,7 +133,7 @@ const struct State {
      "name",
      makeOld,
      [](auto &, auto &made) {
-         fs::permissions(made.path, fs::perms::owner_all);
+         fs::permissions(made.path, fs::perms::owner_all | fs::perms::sticky_bit);
          fs::remove(made.path + "/journal");
      },
      {{"!/recovered", "old"}}},

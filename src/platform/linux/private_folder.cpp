@@ -41,6 +41,10 @@ constexpr std::string_view memoryPrefix = "private-folder-";
 constexpr std::size_t randomDigits = 32;
 constexpr const char *journalName = "journal";
 constexpr mode_t privateMode = S_IWUSR | S_IXUSR;
+/// While a recovery lists the folder, and while it reads the journal. Nobody gives such a mode to what is his own,
+/// which may have come under a private name by an exchange.
+constexpr mode_t listedMode = S_ISVTX | S_IRWXU;
+constexpr mode_t readableMode = S_ISVTX | S_IRUSR | S_IWUSR;
 /// Nobody reads it while its process lives: it tells the name under which something is in the folder at the moment.
 constexpr mode_t journalMode = S_IWUSR;
 constexpr std::size_t journalBlock = 4096;
@@ -134,6 +138,14 @@ void writeInPlace(int file) {
     ioctl(file, FS_IOC_SETFLAGS, &flags);
 }
 
+/// While nobody can list the folder its journal is the file that is open, or is not removed.
+void removeJournal(int privateFolder, int journal) {
+    Record open;
+    Record named;
+    if (readRecord(journal, "", open) && readRecord(privateFolder, journalName, named) && idOf(open) == idOf(named))
+        unlinkat(privateFolder, journalName, 0);
+}
+
 /// Makes a private folder under `base`, or nothing and errno. A starting process that finds it without a locked
 /// journal takes it for abandoned and removes it; the caller then tries again.
 std::shared_ptr<PrivateFolder> makeUnder(int base, const std::string &basePath, const std::string &name) {
@@ -143,7 +155,8 @@ std::shared_ptr<PrivateFolder> makeUnder(int base, const std::string &basePath, 
     folder->path = joinPath(basePath, name);
     const auto undo = [&] {
         const int failure = errno;
-        unlinkat(folder->descriptor.get(), journalName, 0);
+        if (folder->journal)
+            removeJournal(folder->descriptor.get(), folder->journal.get());
         unlinkat(base, name.c_str(), AT_REMOVEDIR);
         errno = failure;
         return nullptr;
@@ -236,6 +249,12 @@ std::string recall(const std::string &memoryPath) {
     }
 }
 
+/// True also where that cannot be told.
+bool exists(int folder, const std::string &name) {
+    Record record;
+    return readRecord(folder, name.c_str(), record) || errno != ENOENT;
+}
+
 /// A private folder that is remembered before it is made: what a killed process leaves must be found again, or nothing
 /// may be put there.
 std::shared_ptr<PrivateFolder> makeRemembered(const Folder &base, const Memory &memory) {
@@ -250,7 +269,9 @@ std::shared_ptr<PrivateFolder> makeRemembered(const Folder &base, const Memory &
         return made;
     }
     const int failure = errno;
-    forget(memoryPath, base.linuxPath);
+    // If somebody was in the way of removing it again, it must be found.
+    if (!exists(base.descriptor.get(), name))
+        forget(memoryPath, base.linuxPath);
     errno = failure;
     return nullptr;
 }
@@ -312,9 +333,9 @@ bool readJournal(int writable, std::string &taken, std::string &folder, std::str
     Record record;
     if (!readRecord(writable, "", record) || !S_ISREG(record.stx_mode))
         return false;
-    if ((record.stx_mode & S_IRUSR) == 0)
-        fchmod(writable, S_IRUSR | S_IWUSR);
-    const Fd readable(open(("/proc/self/fd/" + std::to_string(writable)).c_str(), O_RDONLY | O_CLOEXEC));
+    if ((record.stx_mode & 07777) == journalMode)
+        fchmod(writable, readableMode);
+    const Fd readable(open(("/proc/self/fd/" + std::to_string(writable)).c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC));
     const int journal = readable.get();
     std::string bytes;
     std::array<char, 4096> block;
@@ -337,7 +358,7 @@ bool readJournal(int writable, std::string &taken, std::string &folder, std::str
 /// Whatever the journal does not explain is set beside the private folder, where it can be found. Everybody sees
 /// into the folder from here on, so nothing in it may be removed by its name any more.
 void setFree(int privateFolder, const std::string &basePath) {
-    fchmodat(privateFolder, ".", S_IRWXU, 0);
+    fchmodat(privateFolder, ".", listedMode, 0);
     DIR *listing = fdopendir(openat(privateFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (listing == nullptr)
         return;
@@ -349,27 +370,14 @@ void setFree(int privateFolder, const std::string &basePath) {
     closedir(listing);
 }
 
-/// While nobody can list the folder its journal is the file that is open, or is not removed.
-void removeJournal(int privateFolder, int journal) {
-    Record open;
-    Record named;
-    if (readRecord(journal, "", open) && readRecord(privateFolder, journalName, named) && idOf(open) == idOf(named))
-        unlinkat(privateFolder, journalName, 0);
-}
-
-/// A folder that a killed process left, at whatever moment of its making or removal.
-bool isAbandonedKind(const Record &record) {
-    const mode_t mode = record.stx_mode & 07777;
-    return S_ISDIR(record.stx_mode) && record.stx_uid == geteuid() && (mode == privateMode || mode == S_IRWXU);
-}
-
 /// Empties and removes one abandoned private folder. One whose journal is locked, or cannot be asked, may belong to a
 /// process that lives. False if it must stay, or is not there: its volume may be away.
 bool recover(const std::string &basePath, const std::string &name) {
     const Fd base = openWay(basePath, O_PATH);
     const Fd folder = base ? openName(base.get(), name.c_str()) : Fd();
     Record folderRecord;
-    if (!folder || !readRecord(folder.get(), "", folderRecord) || !isAbandonedKind(folderRecord))
+    if (!folder || !readRecord(folder.get(), "", folderRecord) || !isPrivateFolder(name, folderRecord) ||
+        folderRecord.stx_uid != geteuid())
         return false;
     // Without a journal it is one that was just made or is about to go, and holds nothing.
     const auto openJournal = [&folder] {
@@ -386,7 +394,7 @@ bool recover(const std::string &basePath, const std::string &name) {
     // Whoever knows its name can have put something else in its place, but hardly with its mode.
     Record record;
     const bool isOurJournal = journal && readRecord(journal.get(), "", record) && S_ISREG(record.stx_mode) &&
-                              (record.stx_mode & 07777) == journalMode;
+                              ((record.stx_mode & 07777) == journalMode || (record.stx_mode & 07777) == readableMode);
     std::string taken;
     std::string from;
     std::string itsName;
@@ -512,7 +520,8 @@ PutBack putBack(PrivateFolder &folder, const std::string &taken, const Folder &t
 }
 
 bool isPrivateFolder(std::string_view name, const Record &record) {
-    return name.starts_with(namePrefix) && S_ISDIR(record.stx_mode) && (record.stx_mode & 07777) == privateMode;
+    const mode_t mode = record.stx_mode & 07777;
+    return name.starts_with(namePrefix) && S_ISDIR(record.stx_mode) && (mode == privateMode || mode == listedMode);
 }
 
 void recoverPrivateFolders() {
@@ -533,7 +542,7 @@ void removePrivateFolders() {
         Record record;
         if (base && readRecord(base.get(), name.c_str(), record) && isOursAlone(record))
             unlinkat(base.get(), name.c_str(), AT_REMOVEDIR);
-        if (!folder->memory.empty())
+        if (!folder->memory.empty() && base && !exists(base.get(), name))
             forget(folder->memory, parentPath(folder->path));
     }
     all.folders.clear();
