@@ -158,12 +158,16 @@ public:
         bringHome(serial, attacker_.arena.work[0].get(), "back-0");
         return std::nullopt;
     }
-    /// Exchanges a precious file with a name, and back after a moment.
+    /// Exchanges a precious file with a name, and back after a moment or when the attempt of the moment is over.
     bool exchange(int folder, const char *name, std::uint32_t spin) {
         const std::optional<std::uint32_t> serial = draw();
+        const std::optional<Target> current = currentTarget(attacker_);
         if (!serial || !exchangeNames(pool_, poolName(*serial).c_str(), folder, name))
             return false;
-        attacker_.spin(spin);
+        if (current && attacker_.random.oneIn(2))
+            waitForEnd(attacker_, *current);
+        else
+            attacker_.spin(spin);
         if (!exchangeNames(pool_, poolName(*serial).c_str(), folder, name))
             bringHome(*serial, folder, name);
         return true;
@@ -430,7 +434,7 @@ void linkByHandle(Attacker &attacker, int seconds, const Target &target) {
         if (linkat(AT_FDCWD, path.c_str(), seconds, name.c_str(), AT_SYMLINK_FOLLOW) != 0)
             return;
         attacker.shared.count(Operation::HardLinkByHandle);
-        if (attacker.random.oneIn(8))
+        if (serialAt(attacker.shared, attacker.folder(target), target.name.c_str()) != serial)
             waitForEnd(attacker, target);
         else
             attacker.spin(500);
@@ -542,13 +546,15 @@ private:
     }
 
     void attackInside(const Watched &watched, int inside) {
-        const Fd listable(openat(inside, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        Fd listable(openat(inside, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (DIR *listing = listable ? fdopendir(dup(listable.get())) : nullptr) {
             while (const dirent *entry = readdir(listing)) {
                 if (entry->d_type == DT_REG)
                     shareOf(watched).exchange(inside, entry->d_name, 20000);
             }
             closedir(listing);
+            watch(listable.get(), {listable.get(), true, watched.treasure});
+            opened_.push_back(std::move(listable));
         }
         // A recovery has to make it readable for a moment.
         const Fd journal(attacker_.shared.killsCleaner ? -1
@@ -579,6 +585,7 @@ private:
     Fd events_{inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
     std::map<int, Watched> watched_;
     std::set<std::string> seen_;
+    std::vector<Fd> opened_; ///< private folders that were no secret
 };
 
 /// Old files made beforehand, so that a vanished name is taken at once.
