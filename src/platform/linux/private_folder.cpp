@@ -11,12 +11,15 @@
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -138,12 +141,39 @@ void writeInPlace(int file) {
     ioctl(file, FS_IOC_SETFLAGS, &flags);
 }
 
-/// While nobody can list the folder its journal is the file that is open, or is not removed.
-void removeJournal(int privateFolder, int journal) {
+/// The sign that a private folder is in use: a socket without a place on the disk, named after the folder's identity.
+/// Unlike the journal, whose name is known, nobody can put anything else in its place. Empty with errno set;
+/// EWOULDBLOCK where another process has it.
+Fd claim(int privateFolder) {
+    Record record;
+    Fd socketOfFolder(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!socketOfFolder || !readRecord(privateFolder, "", record))
+        return Fd();
+    sockaddr_un address = {.sun_family = AF_UNIX, .sun_path = {}};
+    // The zero before the name keeps it off the disk.
+    const int length = std::snprintf(address.sun_path + 1, sizeof address.sun_path - 1, "dustmere-private-%016llx",
+                                     static_cast<unsigned long long>(fileIndexOf(privateFolder, record)));
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + length);
+    if (bind(socketOfFolder.get(), reinterpret_cast<const sockaddr *>(&address), size) == 0)
+        return socketOfFolder;
+    if (errno == EADDRINUSE)
+        errno = EWOULDBLOCK;
+    return Fd();
+}
+
+/// Removes the journal that is open. Somebody may know its name and exchange it; so it first gets a random one in a
+/// folder that nobody can list, which may be the one that it is in, and what is not it goes back.
+void removeJournal(int privateFolder, const char *name, int journal, int unlisted) {
+    const std::string random = randomName();
+    if (renameat2(privateFolder, name, unlisted, random.c_str(), RENAME_NOREPLACE) != 0)
+        return;
     Record open;
-    Record named;
-    if (readRecord(journal, "", open) && readRecord(privateFolder, journalName, named) && idOf(open) == idOf(named))
-        unlinkat(privateFolder, journalName, 0);
+    Record taken;
+    if (readRecord(journal, "", open) && readRecord(unlisted, random.c_str(), taken) && idOf(open) == idOf(taken) &&
+        taken.stx_nlink == 1)
+        unlinkat(unlisted, random.c_str(), 0);
+    else
+        renameat2(unlisted, random.c_str(), privateFolder, name, RENAME_NOREPLACE);
 }
 
 /// Makes a private folder under `base`, or nothing and errno. A starting process that finds it without a locked
@@ -156,7 +186,7 @@ std::shared_ptr<PrivateFolder> makeUnder(int base, const std::string &basePath, 
     const auto undo = [&] {
         const int failure = errno;
         if (folder->journal)
-            removeJournal(folder->descriptor.get(), folder->journal.get());
+            removeJournal(folder->descriptor.get(), journalName, folder->journal.get(), folder->descriptor.get());
         unlinkat(base, name.c_str(), AT_REMOVEDIR);
         errno = failure;
         return nullptr;
@@ -169,6 +199,9 @@ std::shared_ptr<PrivateFolder> makeUnder(int base, const std::string &basePath, 
         errno = EACCES;
         return undo();
     }
+    folder->claim = claim(folder->descriptor.get());
+    if (!folder->claim)
+        return undo();
     folder->mountId = record.stx_mnt_id;
     folder->device = idOf(record).device;
     folder->journal = Fd(
@@ -328,50 +361,110 @@ bool moveBackTo(int privateFolder, const std::string &taken, std::string folder,
     }
 }
 
-/// What the journal of an abandoned folder says; false for one that says nothing usable.
-bool readJournal(int writable, std::string &taken, std::string &folder, std::string &name) {
+/// What a journal says: the taken name, and the folder and name that it came from.
+struct JournalRecord {
+    std::string taken;
+    std::string folder;
+    std::string name;
+};
+
+/// Opens and locks a journal that no living process has. Empty with errno set; EWOULDBLOCK where it is locked.
+Fd openJournal(int privateFolder, const char *name) {
+    const Fd path(openat(privateFolder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
     Record record;
-    if (!readRecord(writable, "", record) || !S_ISREG(record.stx_mode))
-        return false;
-    if ((record.stx_mode & 07777) == journalMode)
-        fchmod(writable, readableMode);
-    const Fd readable(open(("/proc/self/fd/" + std::to_string(writable)).c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC));
-    const int journal = readable.get();
+    if (!path || !readRecord(path.get(), "", record))
+        return Fd();
+    const mode_t mode = record.stx_mode & 07777;
+    errno = EACCES;
+    // Whoever knows its name can have put something else in its place, but hardly with its mode.
+    if (!S_ISREG(record.stx_mode) || record.stx_uid != geteuid() || (mode != journalMode && mode != readableMode))
+        return Fd();
+    Fd journal(open(("/proc/self/fd/" + std::to_string(path.get())).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    if (journal && flock(journal.get(), LOCK_EX | LOCK_NB) != 0)
+        return Fd();
+    return journal;
+}
+
+std::string bytesOf(int journal) {
+    fchmod(journal, readableMode);
+    const Fd readable(open(("/proc/self/fd/" + std::to_string(journal)).c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC));
     std::string bytes;
-    std::array<char, 4096> block;
-    for (ssize_t count; (count = read(journal, block.data(), block.size())) > 0;)
+    std::array<char, journalBlock> block;
+    for (ssize_t count; (count = read(readable.get(), block.data(), block.size())) > 0;)
         bytes.append(block.data(), static_cast<std::size_t>(count));
+    return bytes;
+}
+
+std::optional<JournalRecord> parseJournal(const std::string &bytes) {
     RecordHead head;
     if (bytes.size() < sizeof head)
-        return false;
+        return std::nullopt;
     std::memcpy(&head, bytes.data(), sizeof head);
     const std::size_t textBytes = bytes.size() - sizeof head;
     if (head.folderBytes > textBytes || head.nameBytes > textBytes - head.folderBytes || head.nameBytes == 0)
+        return std::nullopt;
+    JournalRecord record{std::string(head.taken, sizeof head.taken), bytes.substr(sizeof head, head.folderBytes),
+                         bytes.substr(sizeof head + head.folderBytes, head.nameBytes)};
+    const bool valid = record.folder.starts_with('/') && record.name.find('/') == std::string::npos &&
+                       record.name != "." && record.name != ".." && isRandomName(record.taken);
+    return valid ? std::optional(std::move(record)) : std::nullopt;
+}
+
+/// A claimed folder that lives no longer than this object, for a journal whose own folder can be listed.
+class UnlistedFolder {
+public:
+    explicit UnlistedFolder(int base) : base_(base), name_(newPrivateName()) {
+        if (mkdirat(base_, name_.c_str(), privateMode) != 0)
+            return;
+        Record record;
+        descriptor_ = openName(base_, name_.c_str());
+        claim_ = descriptor_ ? claim(descriptor_.get()) : Fd();
+        if (!claim_ || !readRecord(descriptor_.get(), "", record) || !isOursAlone(record))
+            descriptor_.reset();
+    }
+    UnlistedFolder(const UnlistedFolder &) = delete;
+    UnlistedFolder &operator=(const UnlistedFolder &) = delete;
+    ~UnlistedFolder() { unlinkat(base_, name_.c_str(), AT_REMOVEDIR); }
+
+    int get() const { return descriptor_.get(); }
+
+private:
+    int base_;
+    std::string name_;
+    Fd descriptor_;
+    Fd claim_;
+};
+
+/// A journal that another recovery was about to remove.
+bool removeStrayJournal(int base, int privateFolder, const char *name) {
+    const Fd journal = openJournal(privateFolder, name);
+    if (!journal)
         return false;
-    taken.assign(head.taken, sizeof head.taken);
-    folder = bytes.substr(sizeof head, head.folderBytes);
-    name = bytes.substr(sizeof head + head.folderBytes, head.nameBytes);
-    return folder.starts_with('/') && name.find('/') == std::string::npos && name != "." && name != ".." &&
-           isRandomName(taken);
+    const std::string bytes = bytesOf(journal.get());
+    const bool unused = bytes.find_first_not_of('\0') == std::string::npos;
+    if (bytes.size() % journalBlock != 0 || (!unused && !parseJournal(bytes)))
+        return false;
+    removeJournal(privateFolder, name, journal.get(), UnlistedFolder(base).get());
+    return !exists(privateFolder, name);
 }
 
 /// Whatever the journal does not explain is set beside the private folder, where it can be found. Everybody sees
 /// into the folder from here on, so nothing in it may be removed by its name any more.
-void setFree(int privateFolder, const std::string &basePath) {
+void setFree(int base, int privateFolder, const std::string &basePath) {
     fchmodat(privateFolder, ".", listedMode, 0);
     DIR *listing = fdopendir(openat(privateFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (listing == nullptr)
         return;
     while (const dirent *entry = readdir(listing)) {
         const std::string name = entry->d_name;
-        if (name != "." && name != "..")
+        if (name != "." && name != ".." && !removeStrayJournal(base, privateFolder, entry->d_name))
             moveBackTo(privateFolder, name, basePath, "recovered");
     }
     closedir(listing);
 }
 
-/// Empties and removes one abandoned private folder. One whose journal is locked, or cannot be asked, may belong to a
-/// process that lives. False if it must stay, or is not there: its volume may be away.
+/// Empties and removes one abandoned private folder. One that is claimed, or whose journal is locked or cannot be
+/// asked, may belong to a process that lives. False if it must stay, or is not there: its volume may be away.
 bool recover(const std::string &basePath, const std::string &name) {
     const Fd base = openWay(basePath, O_PATH);
     const Fd folder = base ? openName(base.get(), name.c_str()) : Fd();
@@ -379,33 +472,23 @@ bool recover(const std::string &basePath, const std::string &name) {
     if (!folder || !readRecord(folder.get(), "", folderRecord) || !isPrivateFolder(name, folderRecord) ||
         folderRecord.stx_uid != geteuid())
         return false;
-    // Without a journal it is one that was just made or is about to go, and holds nothing.
-    const auto openJournal = [&folder] {
-        return Fd(openat(folder.get(), journalName, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    };
-    Fd journal = openJournal();
-    if (!journal && errno == ENOENT) {
-        if (unlinkat(base.get(), name.c_str(), AT_REMOVEDIR) == 0)
-            return true;
-        journal = openJournal();
+    const Fd ours = claim(folder.get());
+    if (!ours)
+        return false;
+    const Fd journal = openJournal(folder.get(), journalName);
+    if (!journal && errno != ENOENT && errno != EACCES)
+        return false;
+    if (journal) {
+        const std::optional<JournalRecord> last = parseJournal(bytesOf(journal.get()));
+        if (last && exists(folder.get(), last->taken) &&
+            !moveBackTo(folder.get(), last->taken, last->folder, last->name))
+            return false;
+        if (isOursAlone(folderRecord))
+            removeJournal(folder.get(), journalName, journal.get(), folder.get());
     }
-    if (journal ? flock(journal.get(), LOCK_EX | LOCK_NB) != 0 : errno != ENOENT)
-        return false;
-    // Whoever knows its name can have put something else in its place, but hardly with its mode.
-    Record record;
-    const bool isOurJournal = journal && readRecord(journal.get(), "", record) && S_ISREG(record.stx_mode) &&
-                              ((record.stx_mode & 07777) == journalMode || (record.stx_mode & 07777) == readableMode);
-    std::string taken;
-    std::string from;
-    std::string itsName;
-    if (journal && readJournal(journal.get(), taken, from, itsName) &&
-        readRecord(folder.get(), taken.c_str(), record) && !moveBackTo(folder.get(), taken, from, itsName))
-        return false;
-    if (isOurJournal && isOursAlone(folderRecord))
-        removeJournal(folder.get(), journal.get());
     if (unlinkat(base.get(), name.c_str(), AT_REMOVEDIR) == 0)
         return true;
-    setFree(folder.get(), basePath);
+    setFree(base.get(), folder.get(), basePath);
     return unlinkat(base.get(), name.c_str(), AT_REMOVEDIR) == 0;
 }
 
@@ -536,7 +619,7 @@ void removePrivateFolders() {
     for (const std::shared_ptr<PrivateFolder> &folder : all.folders) {
         if (folder->retired)
             continue;
-        removeJournal(folder->descriptor.get(), folder->journal.get());
+        removeJournal(folder->descriptor.get(), journalName, folder->journal.get(), folder->descriptor.get());
         const Fd base = openWay(folder->path.substr(0, folder->path.rfind('/') + 1), O_PATH);
         const std::string name = folder->path.substr(folder->path.rfind('/') + 1);
         Record record;

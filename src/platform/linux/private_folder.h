@@ -17,6 +17,7 @@ namespace dm::platform {
 
 struct PrivateFolder {
     Fd descriptor;               ///< O_PATH
+    Fd claim;                    ///< tells other processes that the folder is in use
     Fd journal;                  ///< locked as long as the process lives
     std::size_t journalSize = 0; ///< bytes set aside on the disk
     std::string record;          ///< as it was last written: where the taken object came from
