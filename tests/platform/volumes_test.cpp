@@ -334,7 +334,7 @@ TEST(Volumes, MountsComeAndGo) {
         EXPECT_TRUE(GetDiskFreeSpaceExW(temp.substr(0, 3).c_str(), nullptr, nullptr, nullptr));
         EXPECT_EQ(GetDriveTypeW(temp.substr(0, 3).c_str()), UINT(DRIVE_RAMDISK));
 
-        const Scratch scratch;
+        const Scratch scratch("/tmp");
         const std::string disk = scratch.folder("ram disk");
         scratch.file("file");
         scratch.file("other");
