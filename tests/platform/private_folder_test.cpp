@@ -129,6 +129,16 @@ const struct State {
      makeOld,
      [](auto &, auto &made) { std::fstream(made.path + "/journal") << std::string(4096, '\xFF'); },
      {{"!/recovered", "old"}}},
+    {"the journal was on its way out",
+     "name",
+     [](auto &) {},
+     [](auto &, auto &made) { fs::rename(made.path + "/journal", made.path + '/' + randomName()); },
+     {}},
+    {"a recovery was killed before it moved anything",
+     "name",
+     makeOld,
+     [](auto &, auto &made) { fs::permissions(made.path, fs::perms::owner_all | fs::perms::sticky_bit); },
+     {{"@/name", "old"}}},
     {"a recovery was killed too",
      "name",
      makeOld,
@@ -194,8 +204,20 @@ TEST(PrivateFolder, OfALiveProcessIsLeftAlone) {
         const pid_t taking = startTaking("/home/user", "name", doNothing);
         const std::string taken = takenAtHome();
         ASSERT_FALSE(taken.empty());
+        const std::string journal = fs::path(taken).parent_path() / "journal";
+        for (void (*interfere)(const std::string &) : {+[](const std::string &) {},
+                                                       +[](const std::string &file) {
+                                                           fs::rename(file, "/home/user/kept");
+                                                           makeFile(file, "new");
+                                                       },
+                                                       +[](const std::string &file) { fs::remove(file); }}) {
+            interfere(journal);
+            const auto before = contentsOfAll();
+            recoverPrivateFolders();
+            EXPECT_EQ(contentsOfAll(), before);
+        }
+        fs::rename("/home/user/kept", journal);
         const auto before = contentsOfAll();
-        recoverPrivateFolders();
         const ScanResult scan = scanRoot(drivePath("/home/user"), false);
         EXPECT_TRUE(scan.entries.empty()) << "what is in a private folder is offered by no scan, not even root's";
         EXPECT_EQ(scan.skipped, 1U);

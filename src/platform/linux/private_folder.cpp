@@ -475,7 +475,7 @@ bool recover(const std::string &basePath, const std::string &name) {
     const Fd ours = claim(folder.get());
     if (!ours)
         return false;
-    const Fd journal = openJournal(folder.get(), journalName);
+    Fd journal = openJournal(folder.get(), journalName);
     if (!journal && errno != ENOENT && errno != EACCES)
         return false;
     if (journal) {
@@ -485,6 +485,7 @@ bool recover(const std::string &basePath, const std::string &name) {
             return false;
         if (isOursAlone(folderRecord))
             removeJournal(folder.get(), journalName, journal.get(), folder.get());
+        journal.reset();
     }
     if (unlinkat(base.get(), name.c_str(), AT_REMOVEDIR) == 0)
         return true;
