@@ -106,7 +106,7 @@ struct Machine {
             return sum + (file.second == fate ? file.first.size() : 0);
         });
     }
-    std::set<std::string> filesBut(std::set<Fate> gone) const {
+    std::set<std::string> filesBut(const std::set<Fate> &gone) const {
         std::set<std::string> left;
         for (const auto &[path, fate] : fates)
             if (!gone.contains(fate))
