@@ -367,14 +367,16 @@ private:
     std::vector<xcb_window_t> windows_;
 };
 
-/// Starts an X server and points DISPLAY to it. False where none is installed.
+/// Starts an X server, which does not start anew when its last client has left, and points DISPLAY to it. False where
+/// none is installed.
 bool startDesktop() {
     int display[2];
     EXPECT_EQ(pipe(display), 0);
     const pid_t server = fork();
     if (server == 0) {
         dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
-        execlp("Xvfb", "Xvfb", "-displayfd", std::to_string(display[1]).c_str(), "-nolisten", "tcp", nullptr);
+        execlp("Xvfb", "Xvfb", "-displayfd", std::to_string(display[1]).c_str(), "-nolisten", "tcp", "-noreset",
+               nullptr);
         _exit(127);
     }
     close(display[1]);
