@@ -256,10 +256,10 @@ TEST(Browsers, OfOtherUsersMayBeHidden) {
     runIsolated(Isolation::ProcessesAndPlaces, [] {
         if (geteuid() != 0)
             GTEST_SKIP() << "Only root can start programs of other users.";
-        startProgram(makeProgram("chrome"));
+        const pid_t browser = startProgram(makeProgram("chrome"));
         ASSERT_EQ(mount("proc", "/proc", "proc", 0, "hidepid=noaccess"), 0);
         ASSERT_TRUE(becomeOrdinaryUser());
-        ASSERT_EQ(access("/proc/2/comm", R_OK), -1);
+        ASSERT_EQ(access(("/proc/" + std::to_string(browser) + "/comm").c_str(), R_OK), -1);
         EXPECT_EQ(runningBrowserNames(), Names{});
         startProgram(makeProgram("firefox"));
         EXPECT_EQ(runningBrowserNames(), Names{W("Mozilla Firefox")});
