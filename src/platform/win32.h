@@ -15,14 +15,20 @@
 #include <shellapi.h>
 #include <shlobj.h>
 #include <tlhelp32.h>
+#include <wincrypt.h>
 #include <winioctl.h>
 
+#include <ctime>
 #include <cwchar>
 #include <cwctype>
 #else
 #include "platform/linux/win32_base.h"
 #include "platform/linux/win32_files.h"
+#include "platform/linux/win32_locale.h"
+#include "platform/linux/win32_messages.h"
 #include "platform/linux/win32_processes.h"
+#include "platform/linux/win32_protect.h"
 #include "platform/linux/win32_shell.h"
+#include "platform/linux/win32_text.h"
 #include "platform/linux/win32_windows.h"
 #endif
