@@ -38,8 +38,12 @@ bool takeIf(JsonCursor &cursor, char expected) {
     return true;
 }
 
+bool isWhitespace(char byte) {
+    return byte == '\t' || byte == '\n' || byte == '\r' || byte == ' ';
+}
+
 void skipWhitespace(JsonCursor &cursor) {
-    while (!atEnd(cursor) && std::string_view("\t\n\r ").find(cursor.text[cursor.index]) != std::string_view::npos)
+    while (!atEnd(cursor) && isWhitespace(cursor.text[cursor.index]))
         ++cursor.index;
 }
 
@@ -134,6 +138,18 @@ void appendUtf8(char32_t point, std::string &bytes) {
     }
 }
 
+/// True for what stands in a string as it is.
+bool isPlain(char byte) {
+    return static_cast<unsigned char>(byte) >= 0x20 && byte != '"' && byte != '\\';
+}
+
+std::string_view takePlain(JsonCursor &cursor) {
+    const std::size_t start = cursor.index;
+    while (!atEnd(cursor) && isPlain(cursor.text[cursor.index]))
+        ++cursor.index;
+    return cursor.text.substr(start, cursor.index - start);
+}
+
 void parseEscape(JsonCursor &cursor, std::string &bytes) {
     const char escape = takeByte(cursor);
     switch (escape) {
@@ -163,6 +179,13 @@ void parseEscape(JsonCursor &cursor, std::string &bytes) {
     default:
         failInvalid();
     }
+}
+
+JsonValue parseText(JsonCursor &cursor) {
+    JsonValue value;
+    value.kind = JsonKind::String;
+    value.text = parseJsonString(cursor);
+    return value;
 }
 
 JsonValue parseLiteral(JsonCursor &cursor, std::string_view literal, JsonKind kind, bool boolean) {
@@ -242,12 +265,8 @@ JsonValue parseJsonValue(JsonCursor &cursor, unsigned depth) {
         failInvalid();
     skipWhitespace(cursor);
     switch (currentByte(cursor)) {
-    case '"': {
-        JsonValue value;
-        value.kind = JsonKind::String;
-        value.text = parseJsonString(cursor);
-        return value;
-    }
+    case '"':
+        return parseText(cursor);
     case '{':
     case '[':
         return parseContainer(cursor, depth);
@@ -267,15 +286,13 @@ std::string parseJsonString(JsonCursor &cursor) {
         failInvalid();
     std::string bytes;
     for (;;) {
+        bytes += takePlain(cursor);
         const char byte = takeByte(cursor);
         if (byte == '"')
             return bytes;
-        if (static_cast<unsigned char>(byte) < 0x20)
+        if (byte != '\\')
             failInvalid();
-        if (byte == '\\')
-            parseEscape(cursor, bytes);
-        else
-            bytes.push_back(byte);
+        parseEscape(cursor, bytes);
     }
 }
 

@@ -1,4 +1,5 @@
 #include "core/json_sanity.h"
+#include "data/history.h"
 #include "namespaces.h"
 #include "platform/linux/fd.h"
 
@@ -6,6 +7,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <string>
 #include <utility>
@@ -110,6 +112,30 @@ TEST_F(Entry, FailedSelfTestHasItsOwnCodeAndLeavesNothing) {
         EXPECT_EQ(run({"--self-test"}, "/tmp/missing", "/var/tmp/output"), 11);
         EXPECT_TRUE(fs::is_empty("/tmp/real"));
         EXPECT_EQ(fs::file_size("/var/tmp/output"), 0u);
+    });
+}
+
+TEST_F(Entry, EachSelfTestLeavesOneRecord) {
+    test::runIsolated(test::Isolation::ProcessesAndPlaces, [this] {
+        fs::create_directory("/tmp/temp");
+        EXPECT_EQ(run({"--self-test"}, "/tmp/temp", "/var/tmp/output"), 0);
+        EXPECT_EQ(run({"--self-test"}, "/tmp/missing", "/var/tmp/output"), 11);
+        EXPECT_EQ(run({"--smoke-quit"}, "/tmp/temp", "/var/tmp/output"), 10);
+
+        std::ifstream log(fs::path(std::getenv("XDG_DATA_HOME")) / "Dustmere" / "history.log", std::ios::binary);
+        std::vector<HistoryEvent> events;
+        for (std::string line; std::getline(log, line);) {
+            ASSERT_TRUE(line.ends_with('\r')) << line;
+            line.pop_back();
+            std::int64_t time = 0;
+            ASSERT_TRUE(parseHistoryRecord(line, events.emplace_back(), time)) << line;
+        }
+        ASSERT_EQ(events.size(), 2u);
+        HistoryEvent passed;
+        passed.text = W("Самопроверка пройдена.");
+        EXPECT_TRUE(events[0] == passed);
+        EXPECT_TRUE(events[1].text == W("Самопроверка не пройдена.") && !events[1].literalText);
+        EXPECT_FALSE(events[1].detail.empty());
     });
 }
 

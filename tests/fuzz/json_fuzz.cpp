@@ -1,11 +1,11 @@
 // Any bytes as a document: the reader either refuses them with a message of its own or gives a value that survives
 // being written and read again.
 #include "data/json.h"
+#include "require.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -15,13 +15,6 @@ using namespace dm;
 namespace {
 
 constexpr std::size_t documentLimit = 131072;
-
-void require(bool holds, const char *property) {
-    if (holds)
-        return;
-    std::cerr << "broken property: " << property << '\n';
-    std::abort();
-}
 
 void requireQuotedTextToReadBack(std::string_view text) {
     const std::string quoted = jsonQuote(text);

@@ -59,6 +59,17 @@ UINT WINAPI GetDriveTypeW(LPCWSTR root) {
     return volume ? volume->driveType : DRIVE_NO_ROOT_DIR;
 }
 
+BOOL WINAPI GetVolumePathNameW(LPCWSTR path, LPWSTR root, DWORD units) {
+    const std::optional<Volume> volume = volumeOfPath(path == nullptr ? dm::WStringView() : dm::WStringView(path));
+    if (!volume)
+        return fail(ERROR_PATH_NOT_FOUND);
+    const dm::WString text{volume->letter, W(':'), W('\\')};
+    if (units <= text.size())
+        return fail(ERROR_FILENAME_EXCED_RANGE);
+    std::copy_n(text.c_str(), text.size() + 1, root);
+    return TRUE;
+}
+
 BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR folder, PULARGE_INTEGER available, PULARGE_INTEGER total,
                                 PULARGE_INTEGER totalFree) {
     dm::WStringView path = folder == nullptr ? dm::WStringView() : dm::WStringView(folder);

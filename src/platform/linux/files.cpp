@@ -1,4 +1,5 @@
 #include "platform/linux/errors.h"
+#include "platform/linux/folder_names.h"
 #include "platform/linux/names.h"
 #include "platform/linux/open_file.h"
 #include "platform/linux/volumes.h"
@@ -10,17 +11,48 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
+#include <mutex>
 
 using namespace dm;
 using namespace dm::platform;
 
 namespace dm::platform {
 
+namespace {
+
+/// The file that this process last wrote without sharing, as it was when it was closed. Between that and its move to
+/// another name a second process may begin to write it, and be killed at that; what it left must not be moved in place
+/// of what this process wrote. (Times tell nothing: a server may set its own when a file is closed.)
+struct LastWritten {
+    std::mutex mutex;
+    WString path;
+    ObjectId id;
+    std::uint64_t size = 0;
+};
+LastWritten lastWritten;
+
+void rememberWritten(const OpenFile &file) {
+    Record record = {};
+    const bool known = readRecord(file.descriptor.get(), "", record);
+    const std::lock_guard lock(lastWritten.mutex);
+    lastWritten.path = known ? file.path : WString();
+    lastWritten.id = idOf(record);
+    lastWritten.size = record.stx_size;
+}
+
+bool isAsWritten(WStringView path, const Record &now) {
+    const std::lock_guard lock(lastWritten.mutex);
+    return lastWritten.path != path || (lastWritten.id == idOf(now) && lastWritten.size == now.stx_size);
+}
+
+} // namespace
+
 OpenFile::~OpenFile() {
     if (folder)
         --folder->pins;
+    if (writtenAlone)
+        rememberWritten(*this);
     releaseHeld(*this);
 }
 
@@ -29,7 +61,8 @@ OpenFile::~OpenFile() {
 namespace {
 
 constexpr DWORD readAccess = GENERIC_READ | FILE_READ_DATA;
-constexpr DWORD writeAccess = GENERIC_WRITE | FILE_WRITE_DATA;
+constexpr DWORD overwriteAccess = GENERIC_WRITE | FILE_WRITE_DATA;
+constexpr DWORD writeAccess = overwriteAccess | FILE_APPEND_DATA;
 
 /// A path split into the folder to work in and a Linux name under it.
 struct Place {
@@ -99,7 +132,8 @@ std::unique_ptr<OpenFile> openedFile(Place place, Fd descriptor, const Record &r
 int openFlags(DWORD access) {
     if ((access & writeAccess) == 0)
         return O_RDONLY;
-    return (access & readAccess) == 0 ? O_WRONLY : O_RDWR;
+    const int append = (access & overwriteAccess) == 0 ? O_APPEND : 0;
+    return append | ((access & readAccess) == 0 ? O_WRONLY : O_RDWR);
 }
 
 /// Our own copies keep to the sharing that was asked for; an open that shares nothing is the only one.
@@ -112,14 +146,13 @@ bool lockAsShared(int descriptor, DWORD share) {
 
 /// Replaces the O_PATH descriptor of a regular file by one for its data.
 bool openData(OpenFile &file, DWORD access, DWORD share) {
-    char self[32];
-    std::snprintf(self, sizeof self, "/proc/self/fd/%d", file.descriptor.get());
-    Fd data(open(self, openFlags(access) | O_NONBLOCK | O_CLOEXEC));
+    Fd data = openAgain(file.descriptor.get(), openFlags(access));
     if (!data)
         return failErrno() != FALSE;
     if (!lockAsShared(data.get(), share))
         return false;
     file.descriptor = std::move(data);
+    file.writtenAlone = share == 0 && (access & writeAccess) != 0;
     return true;
 }
 
@@ -184,16 +217,23 @@ Fd createNew(const Place &place, DWORD access) {
         static_cast<int>(syscall(SYS_openat2, place.parent->descriptor.get(), place.name.c_str(), &how, sizeof how)));
 }
 
-HANDLE createAlways(Place place, DWORD access, DWORD share, DWORD flags) {
+/// Opens what has this name, or makes it. The lock on the names makes that one step for other processes.
+HANDLE openOrCreate(Place place, DWORD access, DWORD share, DWORD flags, bool truncate) {
+    const Fd names = lockNames(place.parent->descriptor.get());
+    if (!names)
+        return refuse(errorOf(errno));
     Fd descriptor = createNew(place, access);
     if (!descriptor && errno == EEXIST)
-        return openExisting(std::move(place), access, share, flags, true);
+        return openExisting(std::move(place), access, share, flags, truncate);
     Record record;
     if (!descriptor || !readRecord(descriptor.get(), "", record))
         return refuse(errorOf(errno));
     if (!lockAsShared(descriptor.get(), share))
         return INVALID_HANDLE_VALUE;
-    return newHandle(openedFile(std::move(place), std::move(descriptor), record).release());
+    auto file = openedFile(std::move(place), std::move(descriptor), record);
+    file->recordIsFresh = false;
+    file->writtenAlone = share == 0 && (access & writeAccess) != 0;
+    return newHandle(file.release());
 }
 
 bool readAgain(OpenFile &file) {
@@ -212,6 +252,49 @@ bool provePlace(OpenFile &file) {
 
 BOOL changed(int result) {
     return result == 0 ? TRUE : failErrno();
+}
+
+/// Nobody has the file open without sharing, nor can as long as `shared` holds. True also for what is no file, or not
+/// one that this user can open: whether its name may change is then for the kernel to say. False with the last error
+/// set.
+bool share(int folder, const std::string &name, Fd &shared) {
+    const Fd path = openName(folder, name.c_str());
+    Record record;
+    if (!path || !readRecord(path.get(), "", record) || !isRegular(record))
+        return true;
+    shared = openAgain(path.get(), O_RDONLY);
+    return !shared || lockAsShared(shared.get(), FILE_SHARE_READ);
+}
+
+/// A plain file of this user's that is not read-only. False with the last error set.
+bool mayBeReplaced(const Place &place) {
+    static const Rights own = currentRights();
+    Record record;
+    if (!readRecord(place.parent->descriptor.get(), place.name.c_str(), record))
+        return errno == ENOENT || failErrno() != FALSE;
+    const DWORD kept = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+    const bool isOwn = record.stx_uid == own.user || own.ownsAll;
+    return (isOwn && (attributesOf(record, place.parent->id().device) & kept) == 0) ||
+           fail(ERROR_ACCESS_DENIED) != FALSE;
+}
+
+/// With the names of both folders locked. False with the last error set.
+bool rename(const Place &source, const Place &target, bool replace) {
+    Record record;
+    Fd sharedSource;
+    Fd sharedTarget;
+    const int from = source.parent->descriptor.get();
+    const int to = target.parent->descriptor.get();
+    if (!readRecord(from, source.name.c_str(), record))
+        return failErrno() != FALSE;
+    if (!share(from, source.name, sharedSource) || !share(to, target.name, sharedTarget))
+        return false;
+    if (!isAsWritten(source.path, record))
+        return fail(ERROR_SHARING_VIOLATION) != FALSE;
+    if (replace && (S_ISDIR(record.stx_mode) || !mayBeReplaced(target)))
+        return fail(ERROR_ACCESS_DENIED) != FALSE;
+    const unsigned flags = replace ? 0 : RENAME_NOREPLACE;
+    return renameat2(from, source.name.c_str(), to, target.name.c_str(), flags) == 0 || failErrno() != FALSE;
 }
 
 /// The target folder's name out of a mount-point reparse buffer, without the object manager's prefix; empty for a
@@ -250,9 +333,10 @@ HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTR
     Place place;
     if (!findPlace(path, place))
         return INVALID_HANDLE_VALUE;
-    if (disposition == CREATE_ALWAYS)
-        return isNameless(place) ? refuse(ERROR_ACCESS_DENIED)
-                                 : createAlways(std::move(place), access, share, flagsAndAttributes);
+    if (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS)
+        return isNameless(place)
+                   ? refuse(ERROR_ACCESS_DENIED)
+                   : openOrCreate(std::move(place), access, share, flagsAndAttributes, disposition == CREATE_ALWAYS);
     if (disposition != OPEN_EXISTING)
         return refuse(ERROR_INVALID_PARAMETER);
     FolderRef folder = backup ? heldChild(place.parent, place.path) : nullptr;
@@ -287,6 +371,51 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID bytes, DWORD count, LPDWORD written, 
     }
     *written = done;
     return failed ? failErrno() : TRUE;
+}
+
+BOOL WINAPI ReadFile(HANDLE file, LPVOID bytes, DWORD count, LPDWORD got, OVERLAPPED *) {
+    const OpenFile *open = objectOf<OpenFile>(file);
+    if (open == nullptr)
+        return FALSE;
+    DWORD done = 0;
+    ssize_t result = 1;
+    while (done < count && result != 0) {
+        result = read(open->descriptor.get(), static_cast<unsigned char *>(bytes) + done, count - done);
+        if (result < 0 && errno != EINTR)
+            break;
+        done += result > 0 ? static_cast<DWORD>(result) : 0;
+    }
+    *got = done;
+    return result < 0 ? failErrno() : TRUE;
+}
+
+BOOL WINAPI FlushFileBuffers(HANDLE file) {
+    const OpenFile *open = objectOf<OpenFile>(file);
+    return open != nullptr && changed(fsync(open->descriptor.get()));
+}
+
+BOOL WINAPI GetFileSizeEx(HANDLE file, PLARGE_INTEGER size) {
+    const OpenFile *open = objectOf<OpenFile>(file);
+    Record record;
+    if (open == nullptr)
+        return FALSE;
+    if (!readRecord(open->descriptor.get(), "", record))
+        return failErrno();
+    size->QuadPart = static_cast<LONGLONG>(record.stx_size);
+    return TRUE;
+}
+
+BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD from) {
+    static_assert(FILE_BEGIN == SEEK_SET && FILE_CURRENT == SEEK_CUR && FILE_END == SEEK_END);
+    const OpenFile *open = objectOf<OpenFile>(file);
+    if (open == nullptr)
+        return FALSE;
+    const off_t now = from > FILE_END ? -1 : lseek(open->descriptor.get(), distance.QuadPart, static_cast<int>(from));
+    if (now < 0)
+        return fail(ERROR_INVALID_PARAMETER);
+    if (position != nullptr)
+        position->QuadPart = now;
+    return TRUE;
 }
 
 BOOL WINAPI SetFileTime(HANDLE file, const FILETIME *, const FILETIME *lastAccess, const FILETIME *lastWrite) {
@@ -421,17 +550,40 @@ BOOL WINAPI RemoveDirectoryW(LPCWSTR path) {
 
 BOOL WINAPI DeleteFileW(LPCWSTR path) {
     Place place;
-    return findPlaceToChange(path, place) ? changed(unlinkat(place.parent->descriptor.get(), place.name.c_str(), 0))
-                                          : FALSE;
+    if (!findPlaceToChange(path, place))
+        return FALSE;
+    const int parent = place.parent->descriptor.get();
+    const Fd names = lockNames(parent);
+    if (!names)
+        return failErrno();
+    Fd shared;
+    return share(parent, place.name, shared) ? changed(unlinkat(parent, place.name.c_str(), 0)) : FALSE;
 }
 
 BOOL WINAPI MoveFileW(LPCWSTR from, LPCWSTR to) {
+    return MoveFileExW(from, to, 0);
+}
+
+BOOL WINAPI MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags) {
     Place source;
     Place target;
-    return findPlaceToChange(from, source) && findPlaceToChange(to, target)
-               ? changed(renameat2(source.parent->descriptor.get(), source.name.c_str(),
-                                   target.parent->descriptor.get(), target.name.c_str(), RENAME_NOREPLACE))
-               : FALSE;
+    if ((flags & ~static_cast<DWORD>(MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) != 0)
+        return fail(ERROR_INVALID_PARAMETER);
+    if (!findPlaceToChange(from, source) || !findPlaceToChange(to, target))
+        return FALSE;
+    const bool oneFolder = source.parent->id() == target.parent->id();
+    const Fd sourceNames = lockNames(source.parent->descriptor.get());
+    const Fd targetNames = oneFolder || !sourceNames ? Fd() : lockNames(target.parent->descriptor.get());
+    if (!sourceNames || (!oneFolder && !targetNames))
+        return failErrno();
+    if (!rename(source, target, (flags & MOVEFILE_REPLACE_EXISTING) != 0))
+        return FALSE;
+    if ((flags & MOVEFILE_WRITE_THROUGH) == 0)
+        return TRUE;
+    // The disk may take its time; nobody need wait for that.
+    flock(sourceNames.get(), LOCK_UN);
+    const bool flushed = flushNames(sourceNames.get()) && (oneFolder || flushNames(targetNames.get()));
+    return flushed ? TRUE : failErrno();
 }
 
 BOOL WINAPI CreateHardLinkW(LPCWSTR newPath, LPCWSTR existingPath, SECURITY_ATTRIBUTES *) {

@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <mutex>
 #include <unordered_map>
 
@@ -216,6 +217,12 @@ FolderRef adoptFolder(const FolderRef &parent, WStringView normal, std::string n
 
 Fd openName(int folder, const char *name) {
     return openAt(folder, name, O_PATH | O_NOFOLLOW, RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS | RESOLVE_BENEATH);
+}
+
+Fd openAgain(int path, int flags) {
+    char self[32];
+    std::snprintf(self, sizeof self, "/proc/self/fd/%d", path);
+    return Fd(open(self, flags | O_NONBLOCK | O_CLOEXEC));
 }
 
 bool proveLevel(const Folder &folder) {

@@ -56,6 +56,9 @@ FolderRef adoptFolder(const FolderRef &parent, WStringView normal, std::string n
 /// Opens one name under a folder: O_PATH, through no link, over no mount. Empty with errno set (EXDEV at a mount
 /// point).
 Fd openName(int folder, const char *name);
+/// Opens the very object that an O_PATH descriptor holds once more, for its data. The caller has looked at its type: a
+/// special file is never opened. Empty with errno set.
+Fd openAgain(int path, int flags);
 
 /// The name under its held parent is still the held folder; a volume's root is still mounted where it was.
 bool proveLevel(const Folder &folder);

@@ -87,23 +87,45 @@ bool makeBaseFolder(const std::string &path) {
 
 using namespace dm::platform;
 
+namespace {
+
+/// The folder of local application data, which is made if it is missing.
+HRESULT localAppData(dm::WString &path) {
+    const std::string &dataHome = baseFolders().dataHome;
+    if (!makeBaseFolder(dataHome))
+        return HRESULT_FROM_WIN32(errorOf(errno));
+    path = drivePath(dataHome);
+    return path.empty() ? HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND) : S_OK;
+}
+
+} // namespace
+
 HRESULT WINAPI SHGetKnownFolderPath(REFKNOWNFOLDERID folder, DWORD, HANDLE, PWSTR *path) {
     if (path == nullptr)
         return E_INVALIDARG;
     *path = nullptr;
     if (!(folder == FOLDERID_LocalAppData))
         return E_INVALIDARG;
-    const std::string &dataHome = baseFolders().dataHome;
-    if (!makeBaseFolder(dataHome))
-        return HRESULT_FROM_WIN32(errorOf(errno));
-    const dm::WString wide = drivePath(dataHome);
-    if (wide.empty())
-        return HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
+    dm::WString wide;
+    if (const HRESULT result = localAppData(wide); FAILED(result))
+        return result;
     const std::size_t bytes = (wide.size() + 1) * sizeof(WCHAR);
     *path = static_cast<PWSTR>(malloc(bytes));
     if (*path == nullptr)
         return HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_MEMORY);
     memcpy(*path, wide.c_str(), bytes);
+    return S_OK;
+}
+
+HRESULT WINAPI SHGetFolderPathW(HWND, int folder, HANDLE, DWORD type, LPWSTR path) {
+    if (path == nullptr || folder != CSIDL_LOCAL_APPDATA || type != SHGFP_TYPE_CURRENT)
+        return E_INVALIDARG;
+    dm::WString wide;
+    if (const HRESULT result = localAppData(wide); FAILED(result))
+        return result;
+    if (wide.size() >= MAX_PATH)
+        return HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE);
+    memcpy(path, wide.c_str(), (wide.size() + 1) * sizeof(WCHAR));
     return S_OK;
 }
 

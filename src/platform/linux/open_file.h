@@ -21,6 +21,7 @@ struct OpenFile final : Object {
     Record record;                                ///< as it was last read
     bool recordIsFresh = false;                   ///< the open itself read it: the first question need not read again
     bool placeIsProved = false;                   ///< the open itself proved it below a pinned folder: likewise
+    bool writtenAlone = false;                    ///< open for writing without sharing
     std::shared_ptr<PrivateFolder> privateFolder; ///< set while the file is held for removal, under a lease
 
     OpenFile() = default;

@@ -64,6 +64,7 @@ union LARGE_INTEGER {
     } u;
     LONGLONG QuadPart;
 };
+using PLARGE_INTEGER = LARGE_INTEGER *;
 
 union ULARGE_INTEGER {
     struct {
@@ -100,6 +101,7 @@ inline bool operator==(const GUID &left, const GUID &right) {
 #define ERROR_ACCESS_DENIED 5
 #define ERROR_INVALID_HANDLE 6
 #define ERROR_NOT_ENOUGH_MEMORY 8
+#define ERROR_INVALID_DATA 13
 #define ERROR_NOT_SAME_DEVICE 17
 #define ERROR_NO_MORE_FILES 18
 #define ERROR_WRITE_PROTECT 19
@@ -124,6 +126,8 @@ inline bool operator==(const GUID &left, const GUID &right) {
 #define ERROR_FILE_INVALID 1006
 #define ERROR_NOT_FOUND 1168
 #define ERROR_DISK_QUOTA_EXCEEDED 1295
+#define ERROR_CANCELLED 1223
+#define ERROR_NO_UNICODE_TRANSLATION 1113
 #define ERROR_IO_DEVICE 1117
 #define ERROR_TOO_MANY_LINKS 1142
 #define ERROR_CANT_ACCESS_FILE 1920

@@ -28,6 +28,9 @@
 #define FILE_ATTRIBUTE_DEVICE 0x00000040U
 #define FILE_ATTRIBUTE_NORMAL 0x00000080U
 #define FILE_ATTRIBUTE_REPARSE_POINT 0x00000400U
+#define FILE_ATTRIBUTE_OFFLINE 0x00001000U
+#define FILE_ATTRIBUTE_RECALL_ON_OPEN 0x00040000U
+#define FILE_ATTRIBUTE_RECALL_ON_DATA_ACCESS 0x00400000U
 #define INVALID_FILE_ATTRIBUTES 0xFFFFFFFFU
 
 #define FILE_FLAG_BACKUP_SEMANTICS 0x02000000U
@@ -35,6 +38,13 @@
 
 #define IO_REPARSE_TAG_MOUNT_POINT 0xA0000003U
 #define FSCTL_SET_REPARSE_POINT 0x000900A4U
+
+#define FILE_BEGIN 0
+#define FILE_CURRENT 1
+#define FILE_END 2
+
+#define MOVEFILE_REPLACE_EXISTING 0x1
+#define MOVEFILE_WRITE_THROUGH 0x8
 
 struct SECURITY_ATTRIBUTES {
     DWORD nLength;
@@ -85,11 +95,19 @@ struct FILE_DISPOSITION_INFO {
 /// Folders need FILE_FLAG_BACKUP_SEMANTICS. A file opened for nothing but its attributes is refused with
 /// ERROR_ACCESS_DENIED where this user could never remove it. An open with DELETE and no sharing fails with
 /// ERROR_SHARING_VIOLATION while anyone has the file open or mapped, and with ERROR_ACCESS_DENIED where that cannot
-/// be known.
+/// be known. An open for data that shares nothing fails with ERROR_SHARING_VIOLATION while any process of the program
+/// has the file open for data, keeps them out until it is closed, and truncates only once it has the file. All other
+/// opens for data, so also those for appending, go beside each other.
 HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES *security, DWORD disposition,
                           DWORD flagsAndAttributes, HANDLE templateFile);
 BOOL WINAPI CloseHandle(HANDLE handle);
 BOOL WINAPI WriteFile(HANDLE file, LPCVOID bytes, DWORD count, LPDWORD written, OVERLAPPED *overlapped);
+/// Reads up to so many bytes; fewer only at the end of the file.
+BOOL WINAPI ReadFile(HANDLE file, LPVOID bytes, DWORD count, LPDWORD read, OVERLAPPED *overlapped);
+/// Gives back once the disk has all that was written.
+BOOL WINAPI FlushFileBuffers(HANDLE file);
+BOOL WINAPI GetFileSizeEx(HANDLE file, PLARGE_INTEGER size);
+BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD from);
 BOOL WINAPI SetFileTime(HANDLE file, const FILETIME *creation, const FILETIME *lastAccess, const FILETIME *lastWrite);
 BOOL WINAPI GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information);
 /// The path by which the open object can be reached at this moment, with the extended-length prefix, composed from the
@@ -108,9 +126,16 @@ DWORD WINAPI GetFileAttributesW(LPCWSTR path);
 BOOL WINAPI CreateDirectoryW(LPCWSTR path, SECURITY_ATTRIBUTES *security);
 /// Removes an empty folder, or a link as itself.
 BOOL WINAPI RemoveDirectoryW(LPCWSTR path);
+/// ERROR_SHARING_VIOLATION while a process of the program has the file open without sharing.
 BOOL WINAPI DeleteFileW(LPCWSTR path);
-/// Renames inside one volume; an existing target is an error.
+/// MoveFileExW without flags.
 BOOL WINAPI MoveFileW(LPCWSTR from, LPCWSTR to);
+/// Renames inside one volume. An existing target is an error, or with MOVEFILE_REPLACE_EXISTING is replaced in one
+/// step; only by a file, and only a plain file of this user's that is not read-only (otherwise ERROR_ACCESS_DENIED), so
+/// who reads it meanwhile goes on with the old one. With MOVEFILE_WRITE_THROUGH the disk has the new name when the call
+/// gives back. ERROR_SHARING_VIOLATION while a process of the program has either file open without sharing, or if
+/// another process has changed what this one wrote alone under the first name.
+BOOL WINAPI MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags);
 BOOL WINAPI CreateHardLinkW(LPCWSTR newPath, LPCWSTR existingPath, SECURITY_ATTRIBUTES *security);
 
 /// Starts the listing of a folder; the path ends in "\*". The names "." and ".." are not listed. An empty folder gives
@@ -135,6 +160,9 @@ BOOL WINAPI FindClose(HANDLE find);
 /// written without the last null, or the units needed with it.
 DWORD WINAPI GetLogicalDriveStringsW(DWORD units, LPWSTR roots);
 UINT WINAPI GetDriveTypeW(LPCWSTR root);
+/// The root of the drive that a path starts with; nothing is looked up but the letter. False with the last error set for
+/// a letter that no drive has (ERROR_PATH_NOT_FOUND) and for too little room (ERROR_FILENAME_EXCED_RANGE).
+BOOL WINAPI GetVolumePathNameW(LPCWSTR path, LPWSTR root, DWORD units);
 /// Bytes free to this user, bytes in all, bytes free; any of the three may be null.
 BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR folder, PULARGE_INTEGER available, PULARGE_INTEGER total,
                                 PULARGE_INTEGER totalFree);

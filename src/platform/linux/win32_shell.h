@@ -12,6 +12,12 @@ inline constexpr KNOWNFOLDERID FOLDERID_LocalAppData = {
 /// The path of a known folder, to be freed with CoTaskMemFree.
 HRESULT WINAPI SHGetKnownFolderPath(REFKNOWNFOLDERID folder, DWORD flags, HANDLE token, PWSTR *path);
 
+#define CSIDL_LOCAL_APPDATA 0x001C
+enum SHGFP_TYPE { SHGFP_TYPE_CURRENT = 0 };
+
+/// The same for the folders of the older numbers, into room for MAX_PATH units; a longer path is a failure.
+HRESULT WINAPI SHGetFolderPathW(HWND window, int folder, HANDLE token, DWORD type, LPWSTR path);
+
 struct SHQUERYRBINFO {
     DWORD cbSize;
     LONGLONG i64Size;

@@ -1,0 +1,273 @@
+#include "data/settings.h"
+
+#include "as_user.h"
+#include "data/data_folder.h"
+#include "files.h"
+#include "platform/linux/base_folders.h"
+#include "platform/win32.h"
+#include "traced.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <random>
+
+#include <sys/mount.h>
+
+namespace dm {
+namespace {
+
+namespace fs = std::filesystem;
+using test::readFile;
+using test::writeFile;
+
+/// No value is its default.
+const Settings otherSettings = {true, true, true, "dark", "rose", "de", true, 20, true, -7, 100000, false};
+
+std::string dataPath() {
+    return platform::linuxPath(dataFolder());
+}
+std::string statePath() {
+    return dataPath() + "/state.dat";
+}
+std::string keyPath() {
+    return platform::baseFolders().configHome + "/dustmere/protection.key";
+}
+
+Settings readRepaired(const std::string &document) {
+    Settings settings = readSettingsDocument(document);
+    repairSettings(settings);
+    return settings;
+}
+
+std::string failureOfSave(const Settings &settings) {
+    return test::failureOf([&] { saveSettings(settings); });
+}
+
+/// Protects any bytes as the settings are.
+void storeProtected(std::string document) {
+    DATA_BLOB plain = {static_cast<DWORD>(document.size()), reinterpret_cast<BYTE *>(document.data())};
+    DATA_BLOB block = {};
+    ASSERT_TRUE(CryptProtectData(&plain, nullptr, nullptr, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &block));
+    writeFile(statePath(), {reinterpret_cast<const char *>(block.pbData), block.cbData});
+    LocalFree(block.pbData);
+}
+
+TEST(Settings, FirstStartGivesDefaultsAndLaterOnesWhatWasSaved) {
+    fs::remove(statePath());
+    EXPECT_EQ(loadSettings(), Settings());
+    EXPECT_EQ(
+        settingsDocument(loadSettings()),
+        R"({"consent":false,"close_browsers":false,"consent_chosen":false,"theme":"system","palette":"emerald",)"
+        R"("language":"system","widget_enabled":false,"widget_opacity":100,"widget_position_saved":false,"widget_x":0,)"
+        R"("widget_y":0,"skip_locked":true})");
+    saveSettings(otherSettings);
+    EXPECT_EQ(loadSettings(), otherSettings);
+    EXPECT_EQ(readFile(statePath()).find("dark"), std::string::npos);
+}
+
+TEST(Settings, GeneratedValuesComeBackRepaired) {
+    const std::vector<std::string> words = {"system", "light", "dark", "Dark", "emerald", "teal",
+                                            "de",     "RU",    "xx",   "",     "bn",      "\"\\\x01\xFF"};
+    const std::vector<std::int32_t> numbers = {INT_MIN, -100001, -100000, -1,     0,      19,
+                                               20,      100,     101,     100000, 100001, INT_MAX};
+    std::mt19937 random(7);
+    const auto flag = [&] { return random() % 2 == 0; };
+    const auto word = [&] { return words[random() % words.size()]; };
+    const auto number = [&] { return numbers[random() % numbers.size()]; };
+    const auto oneOf = [](std::string text, const std::vector<std::string> &valid, const char *usual) {
+        return std::find(valid.begin(), valid.end(), text) != valid.end() ? text : usual;
+    };
+    const auto isNear = [](std::int32_t value) { return value >= -100000 && value <= 100000; };
+    for (int round = 0; round < 20000; ++round) {
+        const Settings settings = {flag(), flag(),   flag(), word(),   word(),   word(),
+                                   flag(), number(), flag(), number(), number(), flag()};
+        Settings expected = settings;
+        expected.theme = oneOf(settings.theme, {"light", "dark"}, "system");
+        expected.palette = oneOf(settings.palette, {"teal"}, "emerald");
+        expected.language = oneOf(settings.language, {"de", "bn"}, "system");
+        if (settings.widgetOpacity < 20 || settings.widgetOpacity > 100)
+            expected.widgetOpacity = 100;
+        if (!settings.widgetPositionSaved || !isNear(settings.widgetX) || !isNear(settings.widgetY)) {
+            expected.widgetPositionSaved = false;
+            expected.widgetX = expected.widgetY = 0;
+        }
+        Settings repaired = settings;
+        repairSettings(repaired);
+        ASSERT_EQ(repaired, expected) << settingsDocument(settings);
+        ASSERT_EQ(readSettingsDocument(settingsDocument(repaired)), repaired);
+        ASSERT_EQ(readRepaired(settingsDocument(settings)), expected); // as another program might have stored it
+        if (round % 500 == 0) {
+            ASSERT_EQ(failureOfSave(settings), "");
+            ASSERT_EQ(loadSettings(), expected);
+        }
+    }
+}
+
+TEST(Settings, MembersThatAreNotValidGiveTheirDefaults) {
+    for (const char *members : {
+             R"("theme":1,"palette":null,"language":["de"])",
+             R"("theme":"Dark","palette":"blue ","language":"RU")",
+             R"("skip_locked":"false","widget_enabled":1)",
+             R"("widget_opacity":19)",
+             R"("widget_opacity":50.0)",
+             R"("widget_opacity":99999999999999999999)",
+             R"("widget_opacity":4294967346)", // 50 in its low 32 bits
+             R"("widget_position_saved":true,"widget_x":100001,"widget_y":7)",
+             R"("widget_position_saved":true,"widget_x":5,"widget_y":-100001)",
+             R"("widget_position_saved":true,"widget_x":5)",
+             R"("widget_position_saved":true,"widget_x":"5","widget_y":7)",
+             R"("widget_position_saved":false,"widget_x":5,"widget_y":7)",
+         })
+        EXPECT_EQ(readRepaired(R"({"consent":false,"close_browsers":false,"consent_chosen":false,)" +
+                               std::string(members) + "}"),
+                  Settings())
+            << members;
+}
+
+TEST(Settings, FirstRequiredMemberThatFailsEndsTheReading) {
+    const struct {
+        const char *document;
+        bool consent;
+        bool closeBrowsers;
+    } cases[] = {
+        {R"({"consent":true,"close_browsers":true,"theme":"dark"})", true, true},
+        {R"({"consent":true,"close_browsers":1,"consent_chosen":true,"theme":"dark"})", true, false},
+        {R"({"theme":"dark"})", false, false},
+        {R"({"consent":true,"consent":true,"close_browsers":true,"consent_chosen":true})", false, false},
+        {R"({"consent":true,"close_browsers":true,"consent_chosen":true}x)", false, false},
+        {R"([true])", false, false},
+    };
+    for (const auto &[document, consent, closeBrowsers] : cases) {
+        Settings expected;
+        expected.consent = consent;
+        expected.closeBrowsers = closeBrowsers;
+        EXPECT_EQ(readSettingsDocument(document), expected) << document;
+    }
+}
+
+TEST(Settings, SizesBeyondTheLimitsGiveDefaults) {
+    const std::string document = settingsDocument(otherSettings);
+    for (const std::size_t size : {131072U, 131073U}) {
+        storeProtected(document + std::string(size - document.size(), ' '));
+        EXPECT_EQ(loadSettings(), size == 131072 ? otherSettings : Settings());
+    }
+    for (const std::size_t size : {0U, 1U, 262144U, 262145U}) {
+        writeFile(statePath(), std::string(size, 'x'));
+        EXPECT_EQ(loadSettings(), Settings()) << size;
+    }
+}
+
+TEST(Settings, AlteredFileGivesDefaults) {
+    saveSettings(otherSettings);
+    const std::string whole = readFile(statePath());
+    std::vector<std::string> damaged = {whole + '\0', whole + whole, ' ' + whole};
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+        damaged.push_back(whole);
+        damaged.back()[at] = static_cast<char>(whole[at] ^ (1 << at % 8));
+        damaged.push_back(whole.substr(0, at));
+        damaged.push_back(whole.substr(at + 1));
+    }
+    for (const std::string &content : damaged) {
+        writeFile(statePath(), content);
+        ASSERT_EQ(loadSettings(), Settings());
+    }
+    writeFile(statePath(), whole);
+    EXPECT_EQ(loadSettings(), otherSettings);
+}
+
+TEST(Settings, AnotherUsersFileGivesDefaultsEvenWithTheKey) {
+    test::runAsOrdinaryUser(
+        [](const std::string &shared) {
+            saveSettings(Settings()); // which makes the folders
+            writeFile(keyPath(), readFile(shared + "/key"));
+            writeFile(statePath(), readFile(shared + "/state"));
+            EXPECT_GT(fs::file_size(statePath()), 0U);
+            EXPECT_EQ(loadSettings(), Settings());
+            saveSettings(otherSettings); // the key itself is good
+            EXPECT_EQ(loadSettings(), otherSettings);
+        },
+        [](const std::string &shared) {
+            saveSettings(otherSettings);
+            writeFile(shared + "/key", readFile(keyPath()));
+            writeFile(shared + "/state", readFile(statePath()));
+        });
+}
+
+TEST(Settings, AnotherMachinesFileGivesDefaultsEvenWithTheKey) {
+    if (!fs::exists("/etc/machine-id"))
+        GTEST_SKIP() << "This machine has no number.";
+    test::runIsolated(test::Isolation::Processes, [] {
+        saveSettings(otherSettings);
+        const test::Scratch scratch;
+        const std::string other = scratch.file("machine-id", "0123456789abcdef0123456789abcdef\n");
+        ASSERT_EQ(mount(other.c_str(), "/etc/machine-id", nullptr, MS_BIND, nullptr), 0);
+        EXPECT_EQ(loadSettings(), Settings());
+        ASSERT_EQ(umount("/etc/machine-id"), 0);
+        EXPECT_EQ(loadSettings(), otherSettings);
+    });
+}
+
+TEST(Settings, FailedSaveKeepsTheOldFile) {
+    test::runAsOrdinaryUser([](const std::string &) {
+        saveSettings(otherSettings);
+        fs::permissions(dataPath(), fs::perms::owner_read | fs::perms::owner_exec);
+        EXPECT_EQ(failureOfSave(Settings()), "cannot save settings");
+        fs::permissions(dataPath(), fs::perms::owner_all);
+        fs::permissions(keyPath(), fs::perms::owner_all | fs::perms::others_read);
+        EXPECT_EQ(failureOfSave(Settings()), "DPAPI");
+        fs::permissions(keyPath(), fs::perms::owner_read);
+        EXPECT_EQ(loadSettings(), otherSettings);
+    });
+}
+
+/// Every save is a first one here, which makes the key and the folders too.
+TEST(Settings, ProcessKilledAtAnyMomentLeavesNothingHalf) {
+    bool ended = false;
+    for (int moment = 0; !ended; ++moment) {
+        fs::remove_all(dataPath());
+        fs::remove_all(fs::path(keyPath()).parent_path());
+        test::TracedProcess process([] { saveSettings(otherSettings); });
+        ended = !process.steps(moment);
+        process.endByKill();
+        const Settings found = loadSettings();
+        ASSERT_EQ(found, ended || fs::exists(statePath()) ? otherSettings : Settings()) << moment;
+        const std::string key = readFile(keyPath());
+        ASSERT_EQ(failureOfSave(otherSettings), "") << moment;
+        ASSERT_EQ(loadSettings(), otherSettings) << moment;
+        ASSERT_TRUE(key.empty() || readFile(keyPath()) == key) << moment;
+    }
+}
+
+TEST(Settings, CopiesThatSaveAtOnceNeverLeaveAnythingElseToRead) {
+    const auto settingsOf = [](int copy) {
+        Settings settings = otherSettings;
+        settings.widgetX = copy == 0 ? -100000 : copy; // so that the lengths differ
+        return settings;
+    };
+    saveSettings(settingsOf(0));
+    std::vector<pid_t> copies;
+    for (int copy = 0; copy < 3; ++copy) {
+        copies.push_back(fork());
+        ASSERT_GE(copies.back(), 0);
+        if (copies.back() != 0)
+            continue;
+        for (int round = 0; round < 100; ++round)
+            if (failureOfSave(settingsOf(copy)) == "DPAPI")
+                _exit(1);
+        _exit(0);
+    }
+    while (!copies.empty()) {
+        const Settings found = loadSettings();
+        ASSERT_TRUE(found == settingsOf(0) || found == settingsOf(1) || found == settingsOf(2));
+        int status = 0;
+        if (waitpid(copies.back(), &status, WNOHANG) == 0)
+            continue;
+        EXPECT_EQ(status, 0);
+        copies.pop_back();
+    }
+}
+
+} // namespace
+} // namespace dm
