@@ -1,12 +1,13 @@
-// Measures scans and clean-ups on real folders. Each phase prints one line of JSON.
+// Measures scans and clean-ups on real folders, and texts. Each phase prints one line of JSON.
 #include "engine/cleaner.h"
 #include "engine/scanner.h"
 #include "make_tree.h"
+#include "measure.h"
 #include "platform/linux/private_folder.h"
 #include "platform/linux/volumes.h"
+#include "texts.h"
 
 #include <charconv>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -15,7 +16,6 @@
 #include <string_view>
 #include <vector>
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace dm::bench {
@@ -26,45 +26,13 @@ constexpr const char *usage =
     "usage: dustmere_bench scan FOLDER\n"
     "       dustmere_bench clean FOLDER [--hold FILE] [--retry]   deletes what the scan offers\n"
     "       dustmere_bench places                                 scans the fixed places\n"
-    "       dustmere_bench make-tree FOLDER DIRS FILES            FOLDER must be empty or missing\n";
+    "       dustmere_bench make-tree FOLDER DIRS FILES            FOLDER must be empty or missing\n"
+    "       dustmere_bench history LANGUAGE                       renders 2 MiB of records\n"
+    "       dustmere_bench tr                                     against a bare search of the table\n"
+    "       dustmere_bench startup [--save|--nothing]             loads what --save has stored, in the data folder\n";
 
 /// What the command line asks for that does not make sense.
 struct UsageError {};
-
-class Stopwatch {
-public:
-    double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(); }
-
-private:
-    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-};
-
-// One line of JSON: names and numbers.
-class Line {
-public:
-    explicit Line(const char *phase) { text_ = std::string("{\"phase\":\"") + phase + '"'; }
-
-    Line &add(const char *name, std::uint64_t value) { return addText(name, std::to_string(value)); }
-    Line &addFlag(const char *name, bool value) { return addText(name, value ? "true" : "false"); }
-    void print(const Stopwatch &stopwatch) {
-        char seconds[32];
-        std::snprintf(seconds, sizeof(seconds), "%.6f", stopwatch.seconds());
-        addText("seconds", seconds);
-        rusage usage;
-        getrusage(RUSAGE_SELF, &usage);
-        add("peak_bytes", static_cast<std::uint64_t>(usage.ru_maxrss) * 1024);
-        std::printf("%s}\n", text_.c_str());
-        std::fflush(stdout);
-    }
-
-private:
-    Line &addText(const char *name, const std::string &value) {
-        text_ += std::string(",\"") + name + "\":" + value;
-        return *this;
-    }
-
-    std::string text_;
-};
 
 const std::atomic<bool> neverCancelled = false;
 
@@ -183,6 +151,16 @@ void cleanAsTold(const std::vector<std::string> &arguments) {
     clean(arguments[1], holdFile, retry);
 }
 
+void startAsTold(const std::vector<std::string> &arguments) {
+    const std::string option = arguments.size() == 2 ? arguments[1] : "";
+    if (arguments.size() == 1)
+        measureStart();
+    else if (option == "--save")
+        saveStartSettings();
+    else if (option != "--nothing")
+        throw UsageError();
+}
+
 void run(const std::vector<std::string> &arguments) {
     const std::string command = arguments.empty() ? "" : arguments[0];
     if (command == "scan" && arguments.size() == 2)
@@ -193,6 +171,12 @@ void run(const std::vector<std::string> &arguments) {
         scanPlaces();
     else if (command == "make-tree" && arguments.size() == 4)
         printTree(arguments[1], numberOf(arguments[2]), numberOf(arguments[3]));
+    else if (command == "history" && arguments.size() == 2)
+        measureHistory(arguments[1]);
+    else if (command == "tr" && arguments.size() == 1)
+        measureTr();
+    else if (command == "startup")
+        startAsTold(arguments);
     else
         throw UsageError();
 }
