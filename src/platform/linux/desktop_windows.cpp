@@ -1,8 +1,9 @@
-// Other programs' windows on the X desktop. A window handle is the number of an X window.
+// Other programs' windows on the X desktop. The handle of such a window is its number there.
 //
 // Under Wayland only the windows of programs that still speak X can be seen, through XWayland; without an X server
 // none.
 #include "platform/linux/errors.h"
+#include "platform/linux/messages.h"
 #include "platform/win32.h"
 
 #include <algorithm>
@@ -226,7 +227,9 @@ HWND WINAPI GetWindow(HWND window, UINT relation) {
     return handleOf(onDesktop([window](const Desktop &desktop) { return ownerOf(desktop, windowOf(window)); }));
 }
 
-BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM, LPARAM) {
+BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (isOwnWindow(window))
+        return post(window, message, wParam, lParam) ? TRUE : FALSE;
     if (message != WM_CLOSE)
         return fail(ERROR_INVALID_PARAMETER);
     if (!onDesktop([window](const Desktop &desktop) { return requestClose(desktop, windowOf(window)); }))

@@ -1,4 +1,4 @@
-// Published declarations of windows, as far as other programs' windows are looked at.
+// Published declarations of windows, as far as other programs' windows are looked at, and of posting to any window.
 #pragma once
 
 #include "platform/linux/win32_base.h"
@@ -15,4 +15,5 @@ BOOL WINAPI EnumWindows(WNDENUMPROC callback, LPARAM parameter);
 DWORD WINAPI GetWindowThreadProcessId(HWND window, LPDWORD processId);
 BOOL WINAPI IsWindowVisible(HWND window);
 HWND WINAPI GetWindow(HWND window, UINT relation);
+/// To a window of this program from any thread, in the order of the calls; to another program's only WM_CLOSE.
 BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
