@@ -160,8 +160,8 @@ BOOL WINAPI FindClose(HANDLE find);
 /// written without the last null, or the units needed with it.
 DWORD WINAPI GetLogicalDriveStringsW(DWORD units, LPWSTR roots);
 UINT WINAPI GetDriveTypeW(LPCWSTR root);
-/// The root of the drive that a path starts with; nothing is looked up but the letter. False with the last error set for
-/// a letter that no drive has (ERROR_PATH_NOT_FOUND) and for too little room (ERROR_FILENAME_EXCED_RANGE).
+/// The root of the drive that a path starts with; nothing is looked up but the letter. False with the last error set
+/// for a letter that no drive has (ERROR_PATH_NOT_FOUND) and for too little room (ERROR_FILENAME_EXCED_RANGE).
 BOOL WINAPI GetVolumePathNameW(LPCWSTR path, LPWSTR root, DWORD units);
 /// Bytes free to this user, bytes in all, bytes free; any of the three may be null.
 BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR folder, PULARGE_INTEGER available, PULARGE_INTEGER total,
