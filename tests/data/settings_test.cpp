@@ -76,7 +76,7 @@ TEST(Settings, GeneratedValuesComeBackRepaired) {
     const auto flag = [&] { return random() % 2 == 0; };
     const auto word = [&] { return words[random() % words.size()]; };
     const auto number = [&] { return numbers[random() % numbers.size()]; };
-    const auto oneOf = [](std::string text, const std::vector<std::string> &valid, const char *usual) {
+    const auto oneOf = [](const std::string &text, const std::vector<std::string> &valid, const char *usual) {
         return std::find(valid.begin(), valid.end(), text) != valid.end() ? text : usual;
     };
     const auto isNear = [](std::int32_t value) { return value >= -100000 && value <= 100000; };

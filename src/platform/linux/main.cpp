@@ -16,6 +16,8 @@ char module;
 int main(int count, char **arguments) {
     // A display server that goes away is told by the failed write, not by the signal's sudden end.
     std::signal(SIGPIPE, SIG_IGN);
+    // And so is a file that would grow beyond what the user's limits allow.
+    std::signal(SIGXFSZ, SIG_IGN);
     dm::platform::recoverPrivateFolders();
     const std::span<const char *const> all(arguments, static_cast<std::size_t>(count));
     dm::WString commandLine = dm::platform::commandLineOf(all.subspan(all.empty() ? 0 : 1));

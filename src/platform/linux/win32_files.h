@@ -130,11 +130,11 @@ BOOL WINAPI RemoveDirectoryW(LPCWSTR path);
 BOOL WINAPI DeleteFileW(LPCWSTR path);
 /// MoveFileExW without flags.
 BOOL WINAPI MoveFileW(LPCWSTR from, LPCWSTR to);
-/// Renames inside one volume. An existing target is an error, or with MOVEFILE_REPLACE_EXISTING is replaced in one
-/// step; only by a file, and only a plain file of this user's that is not read-only (otherwise ERROR_ACCESS_DENIED), so
-/// who reads it meanwhile goes on with the old one. With MOVEFILE_WRITE_THROUGH the disk has the new name when the call
-/// gives back. ERROR_SHARING_VIOLATION while a process of the program has either file open without sharing, or if
-/// another process has changed what this one wrote alone under the first name.
+/// Renames inside one volume; an existing target is an error. With MOVEFILE_REPLACE_EXISTING it is replaced by the file
+/// in one step if it is a plain file of this user's that is not read-only (otherwise ERROR_ACCESS_DENIED); who is
+/// reading it goes on with the old one. With MOVEFILE_WRITE_THROUGH the disk has the new name when the call gives back.
+/// ERROR_SHARING_VIOLATION while a process of the program has either file open without sharing, and where another
+/// process has changed what this one last wrote without sharing, under the first name.
 BOOL WINAPI MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags);
 BOOL WINAPI CreateHardLinkW(LPCWSTR newPath, LPCWSTR existingPath, SECURITY_ATTRIBUTES *security);
 
