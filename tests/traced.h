@@ -46,6 +46,15 @@ public:
         require(ptrace(PTRACE_GET_SYSCALL_INFO, process_, sizeof info, &info) > 0, "ptrace");
         return info.op == PTRACE_SYSCALL_INFO_ENTRY ? static_cast<long>(info.entry.nr) : -1;
     }
+    /// The call that it enters writes to something other than a file.
+    bool writesElsewhere() const {
+        __ptrace_syscall_info info = {};
+        require(ptrace(PTRACE_GET_SYSCALL_INFO, process_, sizeof info, &info) > 0, "ptrace");
+        const std::string descriptor =
+            "/proc/" + std::to_string(process_) + "/fd/" + std::to_string(info.entry.args[0]);
+        return info.op == PTRACE_SYSCALL_INFO_ENTRY && info.entry.nr == SYS_write &&
+               !std::filesystem::is_regular_file(descriptor);
+    }
     /// Lets it run to its end: true if the work was done without an exception.
     bool finish() {
         while (!ended())

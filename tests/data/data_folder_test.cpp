@@ -155,7 +155,8 @@ TEST(AtomicSave, DiskHasTheContentBeforeTheNameAndTheNameBeforeTheEnd) {
     const std::map<long, char> told = {{SYS_write, 'w'}, {SYS_fsync, 'f'}, {SYS_renameat, 'r'}, {SYS_renameat2, 'r'}};
     std::string calls;
     while (process.step())
-        if (const auto call = told.find(process.call()); call != told.end())
+        // A sanitizer writes to pipes of its own to see whether memory is there.
+        if (const auto call = told.find(process.call()); call != told.end() && !process.writesElsewhere())
             calls += call->second;
     EXPECT_TRUE(process.finish());
     EXPECT_EQ(calls, "wfrf");
