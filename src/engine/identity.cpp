@@ -41,10 +41,9 @@ WString finalPathOf(HANDLE handle) {
     if (written == 0 || written > needed)
         return {};
     path.resize(written);
-    WString normalized;
-    if (!normalizePath(path, normalized))
+    if (!normalizeInPlace(path))
         return {};
-    return normalized;
+    return path;
 }
 
 bool pinDirectory(PinnedPath &pinned, WStringView path) {

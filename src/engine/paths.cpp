@@ -3,6 +3,7 @@
 #include "platform/win32.h"
 
 #include <algorithm>
+#include <array>
 
 namespace dm {
 
@@ -11,48 +12,35 @@ namespace {
 constexpr WStringView extendedPrefix = W("\\\\?\\");
 constexpr std::size_t driveRootLength = 3;
 
-WStringView withoutExtendedPrefix(WStringView path) {
-    return path.starts_with(extendedPrefix) ? path.substr(extendedPrefix.size()) : path;
-}
-
 bool startsWithDriveRoot(WStringView path) {
     const WChar letter = path[0];
     const bool isLetter = (letter >= W('A') && letter <= W('Z')) || (letter >= W('a') && letter <= W('z'));
     return isLetter && path[1] == W(':') && path[2] == W('\\');
 }
 
-bool isRefusedUnit(WChar unit) {
-    switch (unit) {
-    case W(':'):
-    case W('*'):
-    case W('?'):
-    case W('"'):
-    case W('<'):
-    case W('>'):
-    case W('|'):
-        return true;
-    default:
-        return unit < 32;
-    }
-}
+// What a unit means inside a segment.
+enum Meaning : unsigned char {
+    Plain,
+    EndsBadly, // a blank or a full stop: no segment ends in it
+    Separator,
+    Refused,
+};
 
-// An empty segment ends in the backslash before it, and "." and ".." end in a full stop.
-bool mayEndSegment(WChar unit) {
-    return unit != W('\\') && unit != W(' ') && unit != W('.');
-}
-
-// One look at each unit: this runs several times for every file of a walk.
-bool hasPlainSegments(WStringView segments) {
-    WChar previous = W('\\');
-    for (const WChar unit : segments) {
-        if (isRefusedUnit(unit) || (unit == W('\\') && !mayEndSegment(previous)))
-            return false;
-        previous = unit;
-    }
-    return mayEndSegment(previous);
-}
+// Every unit of a path is looked up here, for each file of a walk.
+constexpr std::array<Meaning, 128> meanings = [] {
+    std::array<Meaning, 128> table{};
+    for (std::size_t unit = 0; unit < 32; ++unit)
+        table[unit] = Refused;
+    for (const WChar unit : WStringView(W(":*?\"<>|")))
+        table[unit] = Refused;
+    table[W('\\')] = Separator;
+    table[W(' ')] = table[W('.')] = EndsBadly;
+    return table;
+}();
 
 bool equalOrdinal(WStringView left, WStringView right) {
+    if (std::equal(left.begin(), left.end(), right.begin(), right.end()))
+        return true;
     return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
                                 static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
 }
@@ -65,7 +53,7 @@ bool equalFolded(WStringView left, WStringView right) {
 } // namespace
 
 WString stripExtendedPrefix(WStringView path) {
-    return WString(withoutExtendedPrefix(path));
+    return WString(path.starts_with(extendedPrefix) ? path.substr(extendedPrefix.size()) : path);
 }
 
 WString toExtendedPath(WStringView path) {
@@ -76,14 +64,33 @@ WString toExtendedPath(WStringView path) {
     return extended += path;
 }
 
-bool normalizePath(WStringView path, WString &normalized) {
-    normalized = withoutExtendedPrefix(path);
-    std::replace(normalized.begin(), normalized.end(), W('/'), W('\\'));
-    if (normalized.size() < driveRootLength || !startsWithDriveRoot(normalized))
+bool hasPlainSegments(WStringView segments) {
+    // An empty segment ends in the backslash before it, and "." and ".." end in a full stop.
+    Meaning previous = Separator;
+    for (const WChar unit : segments) {
+        const Meaning meaning = unit < meanings.size() ? meanings[unit] : Plain;
+        if (meaning == Refused || (meaning == Separator && previous != Plain))
+            return false;
+        previous = meaning;
+    }
+    return previous == Plain;
+}
+
+bool normalizeInPlace(WString &path) {
+    if (path.starts_with(extendedPrefix))
+        path.erase(0, extendedPrefix.size());
+    for (WChar &unit : path)
+        unit = unit == W('/') ? W('\\') : unit;
+    if (path.size() < driveRootLength || !startsWithDriveRoot(path))
         return false;
-    while (normalized.size() > driveRootLength && normalized.back() == W('\\'))
-        normalized.pop_back();
-    return normalized.size() == driveRootLength || hasPlainSegments(WStringView(normalized).substr(driveRootLength));
+    while (path.size() > driveRootLength && path.back() == W('\\'))
+        path.pop_back();
+    return path.size() == driveRootLength || hasPlainSegments(WStringView(path).substr(driveRootLength));
+}
+
+bool normalizePath(WStringView path, WString &normalized) {
+    normalized = path;
+    return normalizeInPlace(normalized);
 }
 
 bool samePath(WStringView left, WStringView right) {
@@ -93,17 +100,18 @@ bool samePath(WStringView left, WStringView right) {
            equalOrdinal(normalLeft, normalRight);
 }
 
+bool isNormalPathInside(WStringView child, WStringView parent) {
+    if (child.size() <= parent.size() || !equalOrdinal(child.substr(0, parent.size()), parent))
+        return false;
+    // A drive's root ends in a backslash already.
+    return parent.size() == driveRootLength || child[parent.size()] == W('\\');
+}
+
 bool isPathInside(WStringView child, WStringView parent) {
     WString normalChild;
     WString normalParent;
-    if (!normalizePath(child, normalChild) || !normalizePath(parent, normalParent))
-        return false;
-    if (normalChild.size() <= normalParent.size())
-        return false;
-    if (!equalOrdinal(WStringView(normalChild).substr(0, normalParent.size()), normalParent))
-        return false;
-    // A drive's root ends in a backslash already.
-    return normalParent.size() == driveRootLength || normalChild[normalParent.size()] == W('\\');
+    return normalizePath(child, normalChild) && normalizePath(parent, normalParent) &&
+           isNormalPathInside(normalChild, normalParent);
 }
 
 bool isPathInsideFolded(WStringView child, WStringView parent) noexcept {

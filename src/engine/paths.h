@@ -15,10 +15,20 @@ WString toExtendedPath(WStringView path);
 /// path with "." or ".." is refused. False for a refused path; the output then is not to be used.
 bool normalizePath(WStringView path, WString &normalized);
 
+/// The same with the path itself as the output.
+bool normalizeInPlace(WString &path);
+
+/// The part of a path below its drive's root has no segment that is empty, "." or "..", none that ends in a blank or a
+/// full stop, and no unit that is below 32 or one of :*?"<>|.
+bool hasPlainSegments(WStringView segments);
+
 /// Both paths pass normalizePath and are equal ignoring case.
 bool samePath(WStringView left, WStringView right);
 /// Both paths pass normalizePath and the child lies strictly below the parent, ignoring case.
 bool isPathInside(WStringView child, WStringView parent);
+/// The same for two paths that normalizePath gave, which a walk need not have looked at again for each of its files. An
+/// empty child is inside nothing.
+bool isNormalPathInside(WStringView child, WStringView parent);
 /// The same question answered without the comparison that isPathInside relies on; any failure inside gives false.
 /// It checks the rule from a second side, so the two are not to be merged.
 bool isPathInsideFolded(WStringView child, WStringView parent) noexcept;

@@ -45,7 +45,7 @@ void scanFile(const WString &extendedPath, Walk &walk) {
         return;
     }
     WString finalPath = finalPathOf(file.get());
-    if (!isPathInside(finalPath, walk.rootPath)) {
+    if (!isNormalPathInside(finalPath, walk.rootPath)) {
         ++result.skipped;
         return;
     }
@@ -75,7 +75,7 @@ void scanSubfolder(const WString &extendedPath, Walk &walk, unsigned depth) {
         return;
     }
     const WString finalPath = finalPathOf(folder.get());
-    if (isPathInside(finalPath, walk.rootPath))
+    if (isNormalPathInside(finalPath, walk.rootPath))
         walkFolder(finalPath, walk, depth + 1);
     else
         ++walk.result.skipped;

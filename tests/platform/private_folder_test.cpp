@@ -53,7 +53,7 @@ void take(const std::string &folder, const std::string &name, void (*meanwhile)(
     require(from != nullptr, folder);
     const std::shared_ptr<PrivateFolder> privateFolder = privateFolderFor(from);
     require(privateFolder != nullptr, "private folder");
-    const bool exists = faccessat(from->descriptor.get(), name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool exists = faccessat(from->descriptor(), name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
     const DWORD code = takeName(*privateFolder, from, name, randomName());
     require(code == (exists ? DWORD(ERROR_SUCCESS) : DWORD(ERROR_FILE_NOT_FOUND)), "take");
     meanwhile(folder, *privateFolder);

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <memory>
 #include <utility>
 
 namespace dm::platform {
@@ -32,5 +33,8 @@ public:
 private:
     int descriptor_ = -1;
 };
+
+/// Closed when the last owner has let it go.
+using SharedFd = std::shared_ptr<const Fd>;
 
 } // namespace dm::platform

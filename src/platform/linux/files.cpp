@@ -1,4 +1,5 @@
 #include "platform/linux/errors.h"
+#include "platform/linux/folder_listing.h"
 #include "platform/linux/folder_names.h"
 #include "platform/linux/names.h"
 #include "platform/linux/open_file.h"
@@ -89,7 +90,7 @@ bool findPlace(LPCWSTR path, Place &place) {
 
 /// A drive's root that exists in name alone has no descriptor; nothing can be made or removed in it.
 bool isNameless(const Place &place) {
-    return !place.parent->descriptor;
+    return place.parent->isNameless();
 }
 
 bool findPlaceToChange(LPCWSTR path, Place &place) {
@@ -105,14 +106,16 @@ HANDLE refuse(DWORD code) {
     return INVALID_HANDLE_VALUE;
 }
 
-HANDLE pinned(FolderRef folder, WString path, bool placeIsProved) {
+/// A handle to a folder that was just opened or proved under its parent. `provedWay` is what was proved before that.
+HANDLE pinned(FolderRef folder, const FolderRef &provedWay) {
     auto file = std::make_unique<OpenFile>();
     ++folder->pins;
-    file->placeIsProved = placeIsProved;
+    file->placeIsProved = !folder->parent || folder->parent == provedWay;
+    if (file->placeIsProved)
+        setProvedWay(folder);
     file->record = folder->record;
     file->id = folder->id();
     file->folder = std::move(folder);
-    file->path = std::move(path);
     file->recordIsFresh = true;
     return newHandle(file.release());
 }
@@ -160,9 +163,33 @@ bool isRegular(const Record &record) {
     return S_ISREG(record.stx_mode) && (record.stx_attributes & STATX_ATTR_MOUNT_ROOT) == 0;
 }
 
+/// Opens a folder that a listing may follow for, so that it needs no second descriptor; what was read ahead of it
+/// already serves if it is what has this name now. Null for whatever is no such folder.
+FolderRef openToList(const Place &place) {
+    const int parent = place.parent->descriptor();
+    Record record;
+    Record ahead;
+    SharedFd descriptor = openedAhead(place.parent, place.name, ahead);
+    const bool isReadAhead = descriptor != nullptr;
+    if (!isReadAhead) {
+        Fd opened = openForListing(parent, place.name.c_str());
+        if (!opened || !readRecord(opened.get(), "", record))
+            return nullptr;
+        descriptor = std::make_shared<const Fd>(std::move(opened));
+    } else if (!readRecord(parent, place.name.c_str(), record) || idOf(record) != idOf(ahead) ||
+               record.stx_mnt_id != ahead.stx_mnt_id) {
+        return nullptr;
+    }
+    if (attributesOf(record, place.parent->id().device) != FILE_ATTRIBUTE_DIRECTORY)
+        return nullptr;
+    FolderRef folder = adoptFolder(place.parent, place.path, place.name, std::move(descriptor), record);
+    folder->isToList = !isReadAhead;
+    return folder;
+}
+
 HANDLE openMountPoint(Place place) {
     Record record;
-    if (!readRecord(place.parent->descriptor.get(), place.name.c_str(), record))
+    if (!readRecord(place.parent->descriptor(), place.name.c_str(), record))
         return refuse(errorOf(errno));
     // What was mounted when the open met it may be gone again.
     if ((record.stx_attributes & (STATX_ATTR_MOUNT_ROOT | STATX_ATTR_AUTOMOUNT)) == 0)
@@ -171,8 +198,12 @@ HANDLE openMountPoint(Place place) {
 }
 
 /// Opens what has this name now; a link, a mount point or a special file only as itself.
-HANDLE openExisting(Place place, DWORD access, DWORD share, DWORD flags, bool truncate) {
-    Fd descriptor = openName(place.parent->descriptor.get(), place.name.c_str());
+HANDLE openExisting(Place place, DWORD access, DWORD share, DWORD flags, bool truncate,
+                    const FolderRef &provedWay = nullptr) {
+    if ((flags & FILE_FLAG_BACKUP_SEMANTICS) != 0 && (access & readAccess) != 0)
+        if (FolderRef folder = openToList(place))
+            return pinned(std::move(folder), provedWay);
+    Fd descriptor = openName(place.parent->descriptor(), place.name.c_str());
     Record record;
     if (!descriptor && errno == EXDEV)
         return openMountPoint(std::move(place));
@@ -183,9 +214,9 @@ HANDLE openExisting(Place place, DWORD access, DWORD share, DWORD flags, bool tr
         if ((flags & FILE_FLAG_BACKUP_SEMANTICS) == 0)
             return refuse(ERROR_ACCESS_DENIED);
         if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
-            FolderRef folder =
-                adoptFolder(place.parent, place.path, std::move(place.name), std::move(descriptor), record);
-            return pinned(std::move(folder), std::move(place.path), false);
+            auto shared = std::make_shared<const Fd>(std::move(descriptor));
+            return pinned(adoptFolder(place.parent, place.path, std::move(place.name), std::move(shared), record),
+                          provedWay);
         }
     }
     const bool wantsData = (access & (readAccess | writeAccess)) != 0;
@@ -213,13 +244,12 @@ Fd createNew(const Place &place, DWORD access) {
     how.flags = static_cast<unsigned>(openFlags(access)) | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     how.mode = S_IRUSR | S_IWUSR;
     how.resolve = RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS | RESOLVE_BENEATH;
-    return Fd(
-        static_cast<int>(syscall(SYS_openat2, place.parent->descriptor.get(), place.name.c_str(), &how, sizeof how)));
+    return Fd(static_cast<int>(syscall(SYS_openat2, place.parent->descriptor(), place.name.c_str(), &how, sizeof how)));
 }
 
 /// Opens what has this name, or makes it. The lock on the names makes that one step for other processes.
 HANDLE openOrCreate(Place place, DWORD access, DWORD share, DWORD flags, bool truncate) {
-    const Fd names = lockNames(place.parent->descriptor.get());
+    const Fd names = lockNames(place.parent->descriptor());
     if (!names)
         return refuse(errorOf(errno));
     Fd descriptor = createNew(place, access);
@@ -237,8 +267,8 @@ HANDLE openOrCreate(Place place, DWORD access, DWORD share, DWORD flags, bool tr
 }
 
 bool readAgain(OpenFile &file) {
-    const int descriptor = file.folder ? file.folder->descriptor.get() : file.descriptor.get();
-    return descriptor < 0 || readRecord(descriptor, "", file.record);
+    const bool hasNone = file.folder ? file.folder->isNameless() : !file.descriptor;
+    return hasNone || readRecord(file.folder ? file.folder->descriptor() : file.descriptor.get(), "", file.record);
 }
 
 /// The handle's object is at its path now. A folder that was just pinned level by level has no need of another look.
@@ -270,7 +300,7 @@ bool share(int folder, const std::string &name, Fd &shared) {
 bool mayBeReplaced(const Place &place) {
     static const Rights own = currentRights();
     Record record;
-    if (!readRecord(place.parent->descriptor.get(), place.name.c_str(), record))
+    if (!readRecord(place.parent->descriptor(), place.name.c_str(), record))
         return errno == ENOENT || failErrno() != FALSE;
     const DWORD kept = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
     const bool isOwn = record.stx_uid == own.user || own.ownsAll;
@@ -283,8 +313,8 @@ bool rename(const Place &source, const Place &target, bool replace) {
     Record record;
     Fd sharedSource;
     Fd sharedTarget;
-    const int from = source.parent->descriptor.get();
-    const int to = target.parent->descriptor.get();
+    const int from = source.parent->descriptor();
+    const int to = target.parent->descriptor();
     if (!readRecord(from, source.name.c_str(), record))
         return failErrno() != FALSE;
     if (!share(from, source.name, sharedSource) || !share(to, target.name, sharedTarget))
@@ -323,12 +353,16 @@ WString targetOfReparseBuffer(const unsigned char *buffer, DWORD size) {
 HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES *, DWORD disposition,
                           DWORD flagsAndAttributes, HANDLE) {
     const bool backup = (flagsAndAttributes & FILE_FLAG_BACKUP_SEMANTICS) != 0;
+    const FolderRef provedWay = takeProvedWay();
+    if (backup && disposition == OPEN_EXISTING)
+        if (FolderRef folder = heldBelowPinned(path))
+            return pinned(std::move(folder), provedWay);
     WString normal;
     if (parsePath(path, normal) && normal.size() == 3) {
         if (disposition != OPEN_EXISTING || !backup)
             return refuse(ERROR_ACCESS_DENIED);
         FolderRef root = openDriveRoot(normal);
-        return root ? pinned(std::move(root), std::move(normal), true) : INVALID_HANDLE_VALUE;
+        return root ? pinned(std::move(root), nullptr) : INVALID_HANDLE_VALUE;
     }
     Place place;
     if (!findPlace(path, place))
@@ -340,15 +374,14 @@ HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTR
     if (disposition != OPEN_EXISTING)
         return refuse(ERROR_INVALID_PARAMETER);
     FolderRef folder = backup ? heldChild(place.parent, place.path) : nullptr;
-    const bool provedHere = folder && place.parent->pins > 0;
     if (!folder && isNameless(place)) {
         folder = openNamedVolumeRoot(place.parent, place.path, place.name);
         if (!folder)
             return INVALID_HANDLE_VALUE;
     }
     if (folder)
-        return backup ? pinned(std::move(folder), std::move(place.path), provedHere) : refuse(ERROR_ACCESS_DENIED);
-    return openExisting(std::move(place), access, share, flagsAndAttributes, false);
+        return backup ? pinned(std::move(folder), provedWay) : refuse(ERROR_ACCESS_DENIED);
+    return openExisting(std::move(place), access, share, flagsAndAttributes, false, provedWay);
 }
 
 BOOL WINAPI CloseHandle(HANDLE handle) {
@@ -435,8 +468,7 @@ BOOL WINAPI GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *
     if (!std::exchange(open->recordIsFresh, false) && !readAgain(*open))
         return failErrno();
     const Record &record = open->record;
-    const std::uint64_t index =
-        fileIndexOf(open->folder ? open->folder->descriptor.get() : open->descriptor.get(), record);
+    const std::uint64_t index = fileIndexOf(open->folder ? open->folder->descriptor() : open->descriptor.get(), record);
     information->dwFileAttributes =
         open->folder ? FILE_ATTRIBUTE_DIRECTORY : attributesOf(record, open->parent->id().device);
     information->ftCreationTime = fileTimeOf(record.stx_btime);
@@ -456,7 +488,8 @@ DWORD WINAPI GetFinalPathNameByHandleW(HANDLE file, LPWSTR path, DWORD units, DW
     if (open == nullptr)
         return 0;
     const WStringView prefix = W("\\\\?\\");
-    const std::size_t length = prefix.size() + open->path.size();
+    const WString &finalPath = open->folder ? open->folder->path : open->path;
+    const std::size_t length = prefix.size() + finalPath.size();
     if (path == nullptr || units <= length)
         return static_cast<DWORD>(length + 1);
     if (!provePlace(*open)) {
@@ -464,7 +497,7 @@ DWORD WINAPI GetFinalPathNameByHandleW(HANDLE file, LPWSTR path, DWORD units, DW
         return 0;
     }
     prefix.copy(path, prefix.size());
-    open->path.copy(path + prefix.size(), open->path.size());
+    finalPath.copy(path + prefix.size(), finalPath.size());
     path[length] = W('\0');
     return static_cast<DWORD>(length);
 }
@@ -492,7 +525,7 @@ BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, 
     if (target.empty())
         return fail(ERROR_INVALID_PARAMETER);
     *returned = 0;
-    const int parent = open->folder->parent->descriptor.get();
+    const int parent = open->folder->parent->descriptor();
     const char *name = open->folder->name.c_str();
     // The link is made beside the folder first, so that a file system without links leaves the folder as it was.
     const std::string beside = open->folder->name + ".link";
@@ -520,7 +553,7 @@ DWORD WINAPI GetFileAttributesW(LPCWSTR path) {
         return openNamedVolumeRoot(place.parent, place.path, place.name) ? FILE_ATTRIBUTE_DIRECTORY
                                                                          : INVALID_FILE_ATTRIBUTES;
     Record record;
-    if (!readRecord(place.parent->descriptor.get(), place.name.c_str(), record)) {
+    if (!readRecord(place.parent->descriptor(), place.name.c_str(), record)) {
         SetLastError(errorOf(errno));
         return INVALID_FILE_ATTRIBUTES;
     }
@@ -529,16 +562,15 @@ DWORD WINAPI GetFileAttributesW(LPCWSTR path) {
 
 BOOL WINAPI CreateDirectoryW(LPCWSTR path, SECURITY_ATTRIBUTES *) {
     Place place;
-    return findPlaceToChange(path, place)
-               ? changed(mkdirat(place.parent->descriptor.get(), place.name.c_str(), S_IRWXU))
-               : FALSE;
+    return findPlaceToChange(path, place) ? changed(mkdirat(place.parent->descriptor(), place.name.c_str(), S_IRWXU))
+                                          : FALSE;
 }
 
 BOOL WINAPI RemoveDirectoryW(LPCWSTR path) {
     Place place;
     if (!findPlaceToChange(path, place))
         return FALSE;
-    const int parent = place.parent->descriptor.get();
+    const int parent = place.parent->descriptor();
     Record record;
     if (!readRecord(parent, place.name.c_str(), record))
         return failErrno();
@@ -552,7 +584,7 @@ BOOL WINAPI DeleteFileW(LPCWSTR path) {
     Place place;
     if (!findPlaceToChange(path, place))
         return FALSE;
-    const int parent = place.parent->descriptor.get();
+    const int parent = place.parent->descriptor();
     const Fd names = lockNames(parent);
     if (!names)
         return failErrno();
@@ -572,8 +604,8 @@ BOOL WINAPI MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags) {
     if (!findPlaceToChange(from, source) || !findPlaceToChange(to, target))
         return FALSE;
     const bool oneFolder = source.parent->id() == target.parent->id();
-    const Fd sourceNames = lockNames(source.parent->descriptor.get());
-    const Fd targetNames = oneFolder || !sourceNames ? Fd() : lockNames(target.parent->descriptor.get());
+    const Fd sourceNames = lockNames(source.parent->descriptor());
+    const Fd targetNames = oneFolder || !sourceNames ? Fd() : lockNames(target.parent->descriptor());
     if (!sourceNames || (!oneFolder && !targetNames))
         return failErrno();
     if (!rename(source, target, (flags & MOVEFILE_REPLACE_EXISTING) != 0))
@@ -590,7 +622,7 @@ BOOL WINAPI CreateHardLinkW(LPCWSTR newPath, LPCWSTR existingPath, SECURITY_ATTR
     Place target;
     Place source;
     return findPlaceToChange(newPath, target) && findPlaceToChange(existingPath, source)
-               ? changed(linkat(source.parent->descriptor.get(), source.name.c_str(), target.parent->descriptor.get(),
+               ? changed(linkat(source.parent->descriptor(), source.name.c_str(), target.parent->descriptor(),
                                 target.name.c_str(), 0))
                : FALSE;
 }

@@ -1,13 +1,12 @@
 #include "platform/linux/base_folders.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/folder_listing.h"
 #include "platform/linux/names.h"
 #include "platform/linux/open_file.h"
 #include "platform/linux/private_folder.h"
 #include "platform/linux/volumes.h"
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <sys/syscall.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,34 +17,11 @@ using namespace dm::platform;
 
 namespace {
 
-constexpr std::size_t bufferSize = 64 * 1024;
-
-/// One entry as getdents64 writes it.
-struct Entry {
-    std::uint64_t inode;
-    std::int64_t offset;
-    unsigned short length;
-    unsigned char type;
-    char name[];
-};
-
 struct Listing final : Object {
     FolderRef folder;
-    Fd descriptor; ///< -1 for a drive's root that exists in name alone
-    std::unique_ptr<unsigned char[]> buffer;
-    std::size_t filled = 0;
-    std::size_t position = 0;
-    bool nameGiven = false; ///< the one name of such a root
+    std::shared_ptr<FolderListing> entries; ///< null for a drive's root that exists in name alone
+    bool nameGiven = false;                 ///< the one name of such a root
 };
-
-/// Listing a folder changes nothing in it, not even when it was last read, where this user may ask for that.
-Fd openForListing(const Folder &folder) {
-    const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-    Fd descriptor(openat(folder.descriptor.get(), ".", flags | O_NOATIME));
-    if (!descriptor && errno == EPERM)
-        descriptor = Fd(openat(folder.descriptor.get(), ".", flags));
-    return descriptor;
-}
 
 /// Trash folders and our own private ones are no part of any walk.
 bool isKeptOut(const Folder &folder, std::string_view name, const Record &record) {
@@ -99,33 +75,13 @@ BOOL giveNameOfVolume(Listing &listing, WIN32_FIND_DATAW &data) {
 }
 
 BOOL giveNext(Listing &listing, WIN32_FIND_DATAW &data) {
-    if (!listing.descriptor)
+    if (!listing.entries)
         return giveNameOfVolume(listing, data);
-    for (;;) {
-        if (listing.position >= listing.filled) {
-            const long read = syscall(SYS_getdents64, listing.descriptor.get(), listing.buffer.get(), bufferSize);
-            if (read < 0)
-                return failErrno();
-            if (read == 0)
-                return fail(ERROR_NO_MORE_FILES);
-            listing.filled = static_cast<std::size_t>(read);
-            listing.position = 0;
-        }
-        const auto *entry = reinterpret_cast<const Entry *>(listing.buffer.get() + listing.position);
-        listing.position += entry->length;
-        const std::string_view name = entry->name;
-        if (name == "." || name == "..")
-            continue;
-        Record record;
-        if (!readRecord(listing.descriptor.get(), entry->name, record)) {
-            // Gone since the listing was read: no longer a name of this folder.
-            if (errno == ENOENT)
-                continue;
-            record = recordOfUnreadable(entry->type);
-        }
-        fill(*listing.folder, name, record, data);
-        return TRUE;
-    }
+    const ListedName *entry = nextName(*listing.entries);
+    if (entry == nullptr)
+        return errno == 0 ? fail(ERROR_NO_MORE_FILES) : failErrno();
+    fill(*listing.folder, entry->name, entry->readable ? entry->record : recordOfUnreadable(entry->type), data);
+    return TRUE;
 }
 
 } // namespace
@@ -144,11 +100,10 @@ HANDLE WINAPI FindFirstFileExW(LPCWSTR path, FINDEX_INFO_LEVELS, LPVOID data, FI
     listing->folder = folderToOpenIn(folderPath);
     if (!listing->folder)
         return refuse(GetLastError() == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : GetLastError());
-    if (listing->folder->descriptor) {
-        listing->descriptor = openForListing(*listing->folder);
-        if (!listing->descriptor)
+    if (!listing->folder->isNameless()) {
+        listing->entries = openListing(listing->folder);
+        if (!listing->entries)
             return refuse(errorOf(errno));
-        listing->buffer = std::make_unique_for_overwrite<unsigned char[]>(bufferSize);
     }
     if (giveNext(*listing, *static_cast<WIN32_FIND_DATAW *>(data)) == FALSE)
         return refuse(GetLastError() == ERROR_NO_MORE_FILES ? ERROR_FILE_NOT_FOUND : GetLastError());

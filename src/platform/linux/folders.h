@@ -1,7 +1,8 @@
 // Folders held open, and the proof of where they are.
 //
-// A held folder is an O_PATH descriptor opened by name under the descriptor of its parent, one level at a time, through
-// no link and over no mount. All handles of one thread that pin the same folder share one descriptor.
+// A held folder is a descriptor opened by name under the descriptor of its parent, one level at a time, through no link
+// and over no mount: O_PATH, or for reading where a listing is to follow. All handles of one thread that pin the same
+// folder share one descriptor, and however deep a path is, only the folders near its end keep theirs.
 #pragma once
 
 #include "platform/linux/fd.h"
@@ -17,17 +18,25 @@
 namespace dm::platform {
 
 struct Folder {
-    Fd descriptor;                  ///< -1 only for a drive's root that exists in name alone (Volume::folderName)
     std::shared_ptr<Folder> parent; ///< null for a drive's root
     std::string name;               ///< under the parent
     bool volumeRoot = false;        ///< the root of a mounted volume
     WString path;                   ///< drive form: "C:\" or "C:\folder\folder"
-    std::string linuxPath;          ///< the same as an absolute Linux path; empty where there is no descriptor
-    Record record = {};             ///< as it was when the folder was opened
+    std::string linuxPath;          ///< the same as an absolute Linux path; empty for one without a descriptor
+    Record record = {};             ///< as it was when the folder was opened or last proved to be at its place
     std::atomic<int> pins = 0;      ///< handles of the program that hold this folder
     std::optional<bool> writable;   ///< names in it may be added and removed by this user, once asked
+    unsigned depth = 0;             ///< folders above it
+    SharedFd held;                  ///< empty also while the folder is let go
+    bool isToList = false;          ///< `held` is open for reading, and nobody has read from it
+    std::uint64_t index = 0;        ///< what it is told by then: fileIndexOf
 
     ObjectId id() const { return idOf(record); }
+    /// A drive's root that exists in name alone (Volume::folderName): it has no descriptor.
+    bool isNameless() const { return linuxPath.empty(); }
+    /// For use at once, by the thread whose folder it is. -1 with errno set for one that has none, and for one that was
+    /// let go and is no longer at its place.
+    int descriptor();
 };
 using FolderRef = std::shared_ptr<Folder>;
 
@@ -47,11 +56,19 @@ FolderRef folderToOpenIn(WStringView normal);
 FolderRef openDriveRoot(WStringView normal);
 /// The only folder in a drive's root that exists in name alone, or null with the last error set.
 FolderRef openNamedVolumeRoot(const FolderRef &root, WStringView path, std::string_view name);
+/// The folder at a path as it is given to a function, if this thread holds it already, has its parent pinned, and it is
+/// still what its name under that leads to; otherwise null. It is what the long way would give.
+FolderRef heldBelowPinned(LPCWSTR path);
 /// A folder that this thread holds already and that is still what its name under the parent leads to, or null.
 FolderRef heldChild(const FolderRef &parent, WStringView normal);
 /// Takes a folder just opened under its parent into those that this thread holds.
-FolderRef adoptFolder(const FolderRef &parent, WStringView normal, std::string name, Fd descriptor,
+FolderRef adoptFolder(const FolderRef &parent, WStringView normal, std::string name, SharedFd descriptor,
                       const Record &record);
+
+/// A folder whose whole way was proved, level by level from the drive's root, by calls that came one right after the
+/// other, the last one being the one before this. Null where there is no such folder; until setProvedWay there is none.
+FolderRef takeProvedWay();
+void setProvedWay(const FolderRef &folder);
 
 /// Opens one name under a folder: O_PATH, through no link, over no mount. Empty with errno set (EXDEV at a mount
 /// point).
@@ -60,14 +77,15 @@ Fd openName(int folder, const char *name);
 /// special file is never opened. Empty with errno set.
 Fd openAgain(int path, int flags);
 
-/// The name under its held parent is still the held folder; a volume's root is still mounted where it was.
-bool proveLevel(const Folder &folder);
+/// The name under its held parent is still the held folder; a volume's root is still mounted where it was. The record
+/// read for that, if it is asked for, goes to `now`.
+bool proveLevel(Folder &folder, Record *now = nullptr);
 /// proveLevel for the folder and everything above it.
-bool proveAllLevels(const Folder &folder);
+bool proveAllLevels(Folder &folder);
 /// The whole path of what is held leads to it now: one look-up from the root of all, whatever the depth. Every level
 /// was opened through no link; one that has since become a link to where it was moved is not told apart, which is why a
 /// removal proves all levels instead. `name` is one below the folder, or empty for the folder itself.
-bool provePath(const Folder &folder, std::string_view name, const ObjectId &id);
+bool provePath(Folder &folder, std::string_view name, const ObjectId &id);
 
 /// Names in the folder may be added and removed by this user, as the kernel answers it.
 bool isWritable(Folder &folder);

@@ -17,7 +17,7 @@ struct OpenFile final : Object {
     std::string name;                             ///< its name there,
     Fd descriptor;                                ///< its own descriptor (-1 for a mount point, which is never opened),
     ObjectId id;                                  ///< and which object it is
-    WString path;                                 ///< drive form
+    WString path;                                 ///< drive form; a pinned folder has its own
     Record record;                                ///< as it was last read
     bool recordIsFresh = false;                   ///< the open itself read it: the first question need not read again
     bool placeIsProved = false;                   ///< the open itself proved it below a pinned folder: likewise

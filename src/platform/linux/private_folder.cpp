@@ -290,20 +290,20 @@ bool exists(int folder, const std::string &name) {
 
 /// A private folder that is remembered before it is made: what a killed process leaves must be found again, or nothing
 /// may be put there.
-std::shared_ptr<PrivateFolder> makeRemembered(const Folder &base, const Memory &memory) {
+std::shared_ptr<PrivateFolder> makeRemembered(Folder &base, const Memory &memory) {
     const std::string name = newPrivateName();
     const std::string memoryName = std::string(memoryPrefix) + name.substr(namePrefix.size());
     const std::string memoryPath = joinPath(memory.path, memoryName);
     std::shared_ptr<PrivateFolder> made;
     if (remember(memory, memoryName, base.linuxPath))
-        made = makeUnder(base.descriptor.get(), base.linuxPath, name);
+        made = makeUnder(base.descriptor(), base.linuxPath, name);
     if (made) {
         made->memory = memoryPath;
         return made;
     }
     const int failure = errno;
     // If somebody was in the way of removing it again, it must be found.
-    if (!exists(base.descriptor.get(), name))
+    if (!exists(base.descriptor(), name))
         forget(memoryPath, base.linuxPath);
     errno = failure;
     return nullptr;
@@ -313,7 +313,7 @@ std::shared_ptr<PrivateFolder> makeRemembered(const Folder &base, const Memory &
 /// user can make one.
 std::shared_ptr<PrivateFolder> makeOnMountOf(const FolderRef &folder, const Memory &memory) {
     std::vector<Folder *> way;
-    for (FolderRef level = folder; level && level->descriptor; level = level->parent)
+    for (FolderRef level = folder; level && !level->isNameless(); level = level->parent)
         way.push_back(level.get());
     std::shared_ptr<PrivateFolder> made;
     errno = EACCES;
@@ -321,7 +321,7 @@ std::shared_ptr<PrivateFolder> makeOnMountOf(const FolderRef &folder, const Memo
         if (!isWritable(**level))
             continue;
         const bool known = std::find(knownPlaces.begin(), knownPlaces.end(), (*level)->linuxPath) != knownPlaces.end();
-        made = known ? makeUnder((*level)->descriptor.get(), (*level)->linuxPath, newPrivateName())
+        made = known ? makeUnder((*level)->descriptor(), (*level)->linuxPath, newPrivateName())
                      : makeRemembered(**level, memory);
     }
     return made;
@@ -587,15 +587,15 @@ DWORD takeName(PrivateFolder &folder, const FolderRef &from, const std::string &
     const ssize_t written = pwrite(folder.journal.get(), record.data(), record.size(), 0);
     if (written != static_cast<ssize_t>(record.size()))
         return written < 0 ? errorOf(errno) : ERROR_DISK_FULL;
-    if (renameat2(from->descriptor.get(), name.c_str(), folder.descriptor.get(), taken.c_str(), RENAME_NOREPLACE) == 0)
+    if (renameat2(from->descriptor(), name.c_str(), folder.descriptor.get(), taken.c_str(), RENAME_NOREPLACE) == 0)
         return ERROR_SUCCESS;
     return errno == EINVAL ? ERROR_NOT_SUPPORTED : errorOf(errno);
 }
 
-PutBack putBack(PrivateFolder &folder, const std::string &taken, const Folder &to, const std::string &name) {
+PutBack putBack(PrivateFolder &folder, const std::string &taken, Folder &to, const std::string &name) {
     bool underItsName = true;
-    for (const Folder *level = &to; level != nullptr && level->descriptor; level = level->parent.get()) {
-        const PutBack result = moveBack(folder.descriptor.get(), taken, level->descriptor.get(), name, underItsName);
+    for (Folder *level = &to; level != nullptr && !level->isNameless(); level = level->parent.get()) {
+        const PutBack result = moveBack(folder.descriptor.get(), taken, level->descriptor(), name, underItsName);
         if (result != PutBack::Failed)
             return result;
         underItsName = false;

@@ -57,7 +57,7 @@ enum class PutBack { UnderItsName, Beside, Failed };
 
 /// Moves a taken object back under its name; beside it, as "name.kept-" and a random end, where the name is taken
 /// meanwhile; into the nearest folder above that still exists, where its own is gone.
-PutBack putBack(PrivateFolder &folder, const std::string &taken, const Folder &to, const std::string &name);
+PutBack putBack(PrivateFolder &folder, const std::string &taken, Folder &to, const std::string &name);
 
 /// True for a private folder met in a listing; no scan ever offers what is in one.
 bool isPrivateFolder(std::string_view name, const Record &record);

@@ -32,18 +32,18 @@ struct ListedProcess {
     WString name;
 };
 
-struct Snapshot : Object {
+struct Snapshot final : Object {
     std::vector<ListedProcess> processes;
     std::size_t next = 0;
     DWORD endsWith = ERROR_NO_MORE_FILES; ///< another code where the list is not whole
 };
 
-struct Process : Object {
+struct Process final : Object {
     explicit Process(uid_t user) : owner(user) {}
     uid_t owner;
 };
 
-struct Token : Object {
+struct Token final : Object {
     explicit Token(uid_t user) : owner(user) {}
     uid_t owner;
 };

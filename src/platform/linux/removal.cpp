@@ -70,7 +70,7 @@ DWORD undo(const OpenFile &file, PrivateFolder &folder, const std::string &taken
 DWORD restoreName(const OpenFile &file) {
     char self[32];
     std::snprintf(self, sizeof self, "/proc/self/fd/%d", file.descriptor.get());
-    const int parent = file.parent->descriptor.get();
+    const int parent = file.parent->descriptor();
     if (linkat(AT_FDCWD, self, parent, file.name.c_str(), AT_SYMLINK_FOLLOW) == 0)
         return ERROR_ACCESS_DENIED;
     linkat(AT_FDCWD, self, parent, keptName(file.name).c_str(), AT_SYMLINK_FOLLOW);
@@ -135,7 +135,7 @@ DWORD removeHeld(OpenFile &file) {
     if (!file.privateFolder)
         return ERROR_ACCESS_DENIED;
     Record record;
-    const int parent = file.parent->descriptor.get();
+    const int parent = file.parent->descriptor();
     if (!readRecord(parent, file.name.c_str(), record))
         return errorOf(errno);
     if (idOf(record) != file.id)
