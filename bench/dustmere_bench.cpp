@@ -1,12 +1,14 @@
-// Measures scans and clean-ups on real folders, and texts. Each phase prints one line of JSON.
+// Measures scans, clean-ups and searches on real folders, and texts. Each phase prints one line of JSON.
 #include "engine/cleaner.h"
 #include "engine/scanner.h"
+#include "large/search.h"
 #include "make_tree.h"
 #include "measure.h"
 #include "platform/linux/private_folder.h"
 #include "platform/linux/volumes.h"
 #include "texts.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -14,6 +16,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include <unistd.h>
@@ -26,7 +29,9 @@ constexpr const char *usage =
     "usage: dustmere_bench scan FOLDER\n"
     "       dustmere_bench clean FOLDER [--hold FILE] [--retry]   deletes what the scan offers\n"
     "       dustmere_bench places                                 scans the fixed places\n"
-    "       dustmere_bench make-tree FOLDER DIRS FILES            FOLDER must be empty or missing\n"
+    "       dustmere_bench search FOLDER MIN_MB [--top N]         prints the N largest too\n"
+    "       dustmere_bench search FOLDER MIN_MB --cancel MS       cancels it then, and tells how long that took\n"
+    "       dustmere_bench make-tree FOLDER DIRS FILES [LARGE]    FOLDER must be empty or missing\n"
     "       dustmere_bench history LANGUAGE                       renders 2 MiB of records\n"
     "       dustmere_bench tr                                     against a bare search of the table\n"
     "       dustmere_bench startup [--save|--nothing]             loads what --save has stored, in the data folder\n";
@@ -114,9 +119,63 @@ void scanPlaces() {
         .print(stopwatch);
 }
 
-void printTree(const std::string &folder, std::uint64_t folders, std::uint64_t files) {
+void printLargest(std::vector<large::LargeFileEntry> entries, std::uint64_t top) {
+    const auto end = entries.begin() + static_cast<std::ptrdiff_t>(std::min<std::uint64_t>(top, entries.size()));
+    std::partial_sort(entries.begin(), end, entries.end(), [](const auto &left, const auto &right) {
+        return left.size != right.size ? left.size > right.size : left.path < right.path;
+    });
+    std::for_each(entries.begin(), end, [](const large::LargeFileEntry &entry) {
+        std::printf("%llu %s\n", static_cast<unsigned long long>(entry.size), platform::linuxPath(entry.path).c_str());
+    });
+}
+
+large::LargeSearchResult search(const std::string &folder, std::uint64_t megabytes,
+                                const std::atomic<bool> &cancelFlag) {
+    large::LargeSearchOptions options;
+    options.root = programPath(folder);
+    options.minBytes = megabytes << 20;
+    large::LargeSearchResult result = large::searchLargeFiles(options, cancelFlag, {});
+    if (result.root.empty())
+        throw std::runtime_error(folder + ": cannot be searched, error " + std::to_string(result.lastError));
+    return result;
+}
+
+void printSearch(const std::string &folder, std::uint64_t megabytes, std::uint64_t top) {
     const Stopwatch stopwatch;
-    const TreeFigures tree = makeTree(folder, folders, files);
+    const large::LargeSearchResult result = search(folder, megabytes, neverCancelled);
+    Line("search")
+        .add("entries", result.entries.size())
+        .add("bytes", result.totalBytes)
+        .add("files_checked", result.filesChecked)
+        .add("skipped", result.skipped)
+        .add("errors", result.errors)
+        .addFlag("limited", result.limited)
+        .print(stopwatch);
+    printLargest(result.entries, top);
+}
+
+void cancelSearch(const std::string &folder, std::uint64_t megabytes, std::uint64_t milliseconds) {
+    std::atomic<bool> cancelFlag = false;
+    std::atomic<double> cancelledAt = 0;
+    const Stopwatch stopwatch;
+    std::thread user([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+        cancelledAt = stopwatch.seconds();
+        cancelFlag = true;
+    });
+    const large::LargeSearchResult result = search(folder, megabytes, cancelFlag);
+    const double endedAt = stopwatch.seconds();
+    user.join();
+    Line("cancel")
+        .add("files_checked", result.filesChecked)
+        .addFlag("cancelled", result.cancelled)
+        .addSeconds("cancel_seconds", result.cancelled ? endedAt - cancelledAt : 0)
+        .print(endedAt);
+}
+
+void printTree(const std::string &folder, std::uint64_t folders, std::uint64_t files, std::uint64_t largeFiles) {
+    const Stopwatch stopwatch;
+    const TreeFigures tree = makeTree(folder, folders, files, largeFiles);
     Line("make-tree")
         .add("folders", tree.folders)
         .add("offered", tree.offered)
@@ -126,6 +185,7 @@ void printTree(const std::string &folder, std::uint64_t folders, std::uint64_t f
         .add("hard_linked_names", tree.hardLinkedNames)
         .add("read_only", tree.readOnly)
         .add("fresh", tree.fresh)
+        .add("large", tree.large)
         .print(stopwatch);
 }
 
@@ -169,8 +229,15 @@ void run(const std::vector<std::string> &arguments) {
         cleanAsTold(arguments);
     else if (command == "places" && arguments.size() == 1)
         scanPlaces();
-    else if (command == "make-tree" && arguments.size() == 4)
-        printTree(arguments[1], numberOf(arguments[2]), numberOf(arguments[3]));
+    else if (command == "search" && arguments.size() == 3)
+        printSearch(arguments[1], numberOf(arguments[2]), 0);
+    else if (command == "search" && arguments.size() == 5 && arguments[3] == "--top")
+        printSearch(arguments[1], numberOf(arguments[2]), numberOf(arguments[4]));
+    else if (command == "search" && arguments.size() == 5 && arguments[3] == "--cancel")
+        cancelSearch(arguments[1], numberOf(arguments[2]), numberOf(arguments[4]));
+    else if (command == "make-tree" && (arguments.size() == 4 || arguments.size() == 5))
+        printTree(arguments[1], numberOf(arguments[2]), numberOf(arguments[3]),
+                  arguments.size() == 5 ? numberOf(arguments[4]) : 0);
     else if (command == "history" && arguments.size() == 2)
         measureHistory(arguments[1]);
     else if (command == "tr" && arguments.size() == 1)

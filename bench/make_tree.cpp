@@ -24,6 +24,7 @@ constexpr std::uint64_t deepestLevel = 5;
 constexpr std::uint64_t specialEvery = 100;
 constexpr std::uint64_t leastAgeHours = 48;
 constexpr std::uint64_t agesHours = 720;
+constexpr std::uint64_t leastLargeSize = std::uint64_t{101} << 20;
 
 void check(bool worked, const std::string &path) {
     if (!worked)
@@ -49,7 +50,8 @@ std::uint64_t nextSize(Numbers &numbers) {
 
 class TreeMaker {
 public:
-    explicit TreeMaker(const std::string &base) : base_(base), now_(std::time(nullptr)), content_(8192, 'd') {}
+    TreeMaker(const std::string &base, std::uint64_t filesPerLarge)
+        : base_(base), now_(std::time(nullptr)), content_(8192, 'd'), filesPerLarge_(filesPerLarge) {}
 
     void addFolder(const std::string &folder) {
         check(mkdir(folder.c_str(), 0700) == 0, folder);
@@ -59,7 +61,9 @@ public:
     void addFile(const std::string &folder, std::uint64_t index) {
         const std::string path = folder + "/file-" + std::to_string(index) + ".tmp";
         if (index % specialEvery != specialEvery - 1) {
-            figures_.offeredBytes += writeFile(path, 0600, true);
+            const bool large = filesPerLarge_ != 0 && index % filesPerLarge_ == 0;
+            figures_.large += large ? 1 : 0;
+            figures_.offeredBytes += writeFile(path, 0600, true, large);
             ++figures_.offered;
             return;
         }
@@ -86,11 +90,13 @@ public:
     const TreeFigures &figures() const { return figures_; }
 
 private:
-    std::uint64_t writeFile(const std::string &path, mode_t mode, bool old) {
+    std::uint64_t writeFile(const std::string &path, mode_t mode, bool old, bool large = false) {
         const Fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
         check(bool(file), path);
-        const std::uint64_t size = nextSize(numbers_);
+        std::uint64_t size = nextSize(numbers_);
         check(write(file.get(), content_.data(), size) == static_cast<ssize_t>(size), path);
+        if (large)
+            check(ftruncate(file.get(), static_cast<off_t>(size += leastLargeSize)) == 0, path);
         const std::uint64_t hours = old ? leastAgeHours + numbers_.below(agesHours) : 0;
         const timespec time = {now_ - static_cast<time_t>(hours * 3600), 0};
         const timespec times[2] = {time, time};
@@ -101,6 +107,7 @@ private:
     std::string base_;
     std::time_t now_;
     std::string content_;
+    std::uint64_t filesPerLarge_;
     Numbers numbers_;
     TreeFigures figures_;
 };
@@ -143,13 +150,13 @@ void addChain(TreeMaker &tree, const std::string &base, std::uint64_t length, st
 
 } // namespace
 
-TreeFigures makeTree(const std::string &folder, std::uint64_t folders, std::uint64_t files) {
+TreeFigures makeTree(const std::string &folder, std::uint64_t folders, std::uint64_t files, std::uint64_t largeFiles) {
     const std::filesystem::path path(folder);
     if (std::filesystem::exists(path) && (!std::filesystem::is_directory(path) || !std::filesystem::is_empty(path)))
         throw std::runtime_error(folder + ": exists and is not an empty folder");
     std::filesystem::create_directories(path);
 
-    TreeMaker tree(folder);
+    TreeMaker tree(folder, largeFiles == 0 ? 0 : std::max<std::uint64_t>(files / largeFiles, 1));
     const std::string huge = folder + "/huge";
     tree.addFolder(huge);
     const std::uint64_t others = std::max<std::uint64_t>(folders, 2) - 1;

@@ -1,0 +1,632 @@
+#include "large/search.h"
+
+#include "as_user.h"
+#include "engine/identity.h"
+#include "i18n/language.h"
+#include "namespaces.h"
+#include "scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace dm::large {
+namespace {
+
+using test::require;
+using test::Scratch;
+
+const std::atomic<bool> goOn = false;
+constexpr std::uint64_t leastBytes = 1000;
+const std::string large(leastBytes, 'x');
+const std::string small(leastBytes - 1, 'x');
+
+LargeSearchResult searchIn(const WString &root, const ProgressReport &progress = {},
+                           const std::atomic<bool> &cancelFlag = goOn, std::uint64_t maxEntries = 100'000) {
+    return searchLargeFiles({root, leastBytes, maxEntries}, cancelFlag, progress);
+}
+
+std::set<WString> pathsOf(const LargeSearchResult &result) {
+    std::set<WString> paths;
+    for (const LargeFileEntry &entry : result.entries)
+        paths.insert(entry.path);
+    EXPECT_EQ(paths.size(), result.entries.size());
+    return paths;
+}
+
+std::string englishOf(const WString &text) {
+    const CatalogueKey *row = findCatalogueRow(text);
+    return row == nullptr ? "(not in the catalogue)" : std::string(row->english.begin(), row->english.end());
+}
+
+// Searches work on disks only, and the temp folder may lie on a RAM disk.
+struct LargeSearch : testing::Test {
+    void SetUp() override {
+        if (!isLocalDrive(scratch.wide(), false))
+            GTEST_SKIP() << "The temp folder lies on no local disk.";
+    }
+    Scratch scratch;
+};
+
+TEST(LargeSearchPaths, OnlyPlainPathsOnALetterAreAccepted) {
+    const WString longest(255, W('n'));
+    const struct {
+        WString text;
+        WString normal; ///< empty for a refused one
+    } table[] = {
+        {W("C:\\folder\\file"), W("C:\\folder\\file")},
+        {W("c:/folder/file"), W("c:\\folder\\file")},
+        {W("C:\\"), W("C:\\")},
+        {W("C:\\\\\\"), W("C:\\")},
+        {W("C:\\folder\\"), W("C:\\folder")},
+        {W("\\\\?\\C:\\folder"), W("C:\\folder")},
+        {W("C:\\") + longest, W("C:\\") + longest},
+        {W("C:\\.hidden\\a.b.c"), W("C:\\.hidden\\a.b.c")},
+        {W("C:\\COM\\COM10\\LPTX\\AUXILIARY\\CON1"), W("C:\\COM\\COM10\\LPTX\\AUXILIARY\\CON1")},
+        {W("C:\\COM\u0663"), W("C:\\COM\u0663")}, // a digit, but no ASCII one
+        {W(""), W("")},
+        {W("C:"), W("")},
+        {W("folder"), W("")},
+        {W("\\folder"), W("")},
+        {W("\\\\server\\share"), W("")},
+        {W("\\\\?\\UNC\\server\\share"), W("")},
+        {W("\\\\?\\"), W("")},
+        {W("\\\\?\\\\\\?\\C:\\folder"), W("")},
+        {W("1:\\folder"), W("")},
+        {W("\u00C4:\\folder"), W("")},
+        {W("C:\\a\\\\b"), W("")},
+        {W("C:\\a\\..\\b"), W("")},
+        {W("C:\\a\\."), W("")},
+        {W("C:\\folder."), W("")},
+        {W("C:\\folder \\file"), W("")},
+        {W("C:\\file:stream"), W("")},
+        {W("C:\\a\u001Fb"), W("")},
+        {WString(W("C:\\a\0b"), 6), W("")},
+        {W("C:\\") + longest + W("n"), W("")},
+        {W("C:\\NUL\\x"), W("")},
+        {W("C:\\con.txt"), W("")},
+        {W("C:\\folder\\AuX.tar.gz"), W("")},
+        {W("C:\\conin$"), W("")},
+        {W("C:\\CONOUT$"), W("")},
+        {W("C:\\Clock$.x"), W("")},
+        {W("C:\\COM1"), W("")},
+        {W("C:\\com0.log\\file"), W("")},
+        {W("C:\\LPT\u00B2"), W("")},
+        {W("C:\\lpt\u00B9.x"), W("")},
+    };
+    for (const auto &row : table) {
+        WString output = W("before");
+        EXPECT_EQ(normalizeSearchPath(row.text, output), !row.normal.empty())
+            << std::string(row.text.begin(), row.text.end());
+        EXPECT_EQ(output, row.normal) << std::string(row.text.begin(), row.text.end());
+    }
+    WString output;
+    WString longPath = W("C:");
+    while (longPath.size() < 32767)
+        longPath += W("\\x");
+    longPath.resize(32767, W('y'));
+    EXPECT_TRUE(normalizeSearchPath(longPath, output));
+    EXPECT_FALSE(normalizeSearchPath(longPath + W("y"), output));
+    EXPECT_TRUE(output.empty());
+}
+
+TEST(LargeSearchPaths, AreComparedIgnoringCaseAndByWholeComponents) {
+    const struct {
+        WStringView child;
+        WStringView parent;
+        bool equal;
+        bool under;
+    } table[] = {
+        {W("C:\\Folder\\\u00C4"), W("c:/folder/\u00E4/"), true, false},
+        {W("C:\\folder\\file"), W("C:\\FOLDER"), false, true},
+        {W("\\\\?\\C:\\folder\\file"), W("C:\\folder\\"), false, true},
+        {W("C:\\file"), W("c:\\"), false, true},
+        {W("C:\\"), W("C:\\"), true, false},
+        {W("C:\\folderOther\\file"), W("C:\\folder"), false, false},
+        {W("D:\\folder\\file"), W("C:\\folder"), false, false},
+        {W("C:\\folder"), W("C:\\folder\\file"), false, false},
+        {W("C:\\folder\\NUL"), W("C:\\folder"), false, false},
+        {W("C:\\NUL"), W("C:\\NUL"), false, false},
+        {W(""), W(""), false, false},
+    };
+    for (const auto &row : table) {
+        EXPECT_EQ(pathsEqual(row.child, row.parent), row.equal) << std::string(row.child.begin(), row.child.end());
+        EXPECT_EQ(pathIsUnder(row.child, row.parent), row.under) << std::string(row.child.begin(), row.child.end());
+    }
+}
+
+TEST(LargeSearchPaths, FoldersOfTheSystemAreExcludedByName) {
+    const std::pair<WStringView, bool> table[] = {
+        {W("C:\\"), false},
+        {W("C:\\folder\\file"), false},
+        {W("C:\\$Recycle.Bin"), true},
+        {W("c:\\folder\\reCYCLER\\file"), true},
+        {W("C:\\Recycled\\"), true},
+        {W("C:\\system volume information\\x"), true},
+        {W("C:\\$Recycle.Bin2\\RECYCLE"), false},
+        {W("C:\\recycler\u017F"), false},
+        {W("C:\\folder."), true}, // no path at all
+    };
+    for (const auto &[path, excluded] : table)
+        EXPECT_EQ(pathHasExcludedFolder(path), excluded) << std::string(path.begin(), path.end());
+}
+
+TEST(LargeSearchPaths, ADriveIsToldByItsLetter) {
+    WCHAR root[260];
+    const struct {
+        const WCHAR *path;
+        DWORD units;
+        DWORD error; ///< 0 for a drive
+    } table[] = {
+        {W("c:\\folder\\file"), 260, 0},
+        {W("C:\\"), 4, 0},
+        {W("C:\\"), 3, ERROR_FILENAME_EXCED_RANGE},
+        {W("1:\\"), 260, ERROR_PATH_NOT_FOUND},
+        {W("C:"), 260, ERROR_PATH_NOT_FOUND},
+        {nullptr, 260, ERROR_PATH_NOT_FOUND},
+    };
+    for (const auto &row : table) {
+        SetLastError(0);
+        EXPECT_EQ(GetVolumePathNameW(row.path, root, row.units) != FALSE, row.error == 0);
+        EXPECT_EQ(GetLastError(), row.error);
+        if (row.error == 0) {
+            EXPECT_EQ(WString(root), W("C:\\"));
+        }
+    }
+    EXPECT_FALSE(isLocalDrive(W("C:"), false));
+    EXPECT_FALSE(isLocalDrive(W("1:\\folder"), false));
+    EXPECT_EQ(isLocalDrive(W("C:\\folder"), false),
+              GetDriveTypeW(W("C:\\")) == DRIVE_FIXED || GetDriveTypeW(W("C:\\")) == DRIVE_REMOVABLE);
+    EXPECT_EQ(isLocalDrive(W("C:\\"), true), GetDriveTypeW(W("C:\\")) == DRIVE_FIXED);
+}
+
+TEST(LargeSearchPaths, AnIdentityIsAllOfItsFields) {
+    const LargeFileEntry entry = {W("C:\\folder\\file"), 1, 2, 3, 4};
+    const struct {
+        LargeFileEntry other;
+        bool sameIdentity;
+        bool sameData;
+    } table[] = {
+        {entry, true, true},
+        {{W("c:\\FOLDER\\file"), 1, 2, 3, 4}, true, true},
+        {{W("C:\\folder\\other"), 1, 2, 3, 4}, false, true},
+        {{W(""), 1, 2, 3, 4}, false, true},
+        {{entry.path, 9, 2, 3, 4}, false, false},
+        {{entry.path, 1, 9, 3, 4}, false, false},
+        {{entry.path, 1, 2, 9, 4}, false, false},
+        {{entry.path, 1, 2, 3, 9}, false, false},
+    };
+    for (const auto &row : table) {
+        EXPECT_EQ(sameFileIdentity(entry, row.other), row.sameIdentity);
+        EXPECT_EQ(sameFileData(entry, row.other), row.sameData);
+    }
+}
+
+TEST_F(LargeSearch, ARefusedRootTellsWhy) {
+    const std::string invalid = "Invalid search folder.";
+    const std::string notLocal = "Search is available only on a local drive.";
+    const std::string notOpen = "Unable to open the selected folder.";
+    scratch.file("file", large);
+    scratch.file("folder/below/file", large);
+    scratch.link("link", scratch.path("folder"));
+    const struct {
+        WString root;
+        std::uint64_t maxEntries;
+        std::uint32_t error;
+        std::string text;
+    } table[] = {
+        {W(""), 1, ERROR_INVALID_PARAMETER, invalid},
+        {W("C:\\NUL\\x"), 1, ERROR_INVALID_PARAMETER, invalid},
+        {scratch.wide() + W("\\folder."), 1, ERROR_INVALID_PARAMETER, invalid},
+        {W("\\\\?\\UNC\\server\\share"), 1, ERROR_INVALID_PARAMETER, invalid},
+        {scratch.wide(), 0, ERROR_INVALID_PARAMETER, invalid},
+        {W("C:\\$rECYCLE.Bin\\x"), 1, ERROR_NOT_SUPPORTED, notLocal},
+        {scratch.wide("folder") + W("\\RECYCLER"), 1, ERROR_NOT_SUPPORTED, notLocal},
+        {scratch.wide("missing"), 1, ERROR_FILE_NOT_FOUND, notOpen},
+        {scratch.wide("missing/folder"), 1, ERROR_FILE_NOT_FOUND, notOpen},
+        {scratch.wide("file"), 1, ERROR_REPARSE_TAG_INVALID, notOpen},
+        {scratch.wide("link"), 1, ERROR_REPARSE_TAG_INVALID, notOpen},
+        {scratch.wide("link/below"), 1, ERROR_REPARSE_TAG_INVALID, notOpen},
+    };
+    for (const auto &row : table) {
+        const LargeSearchResult result = searchIn(row.root, {}, goOn, row.maxEntries);
+        const std::string root(row.root.begin(), row.root.end());
+        EXPECT_EQ(result.lastError, row.error) << root;
+        EXPECT_EQ(englishOf(result.errorText), row.text) << root;
+        EXPECT_EQ(result.errors, 1U) << root;
+        EXPECT_TRUE(result.root.empty() && result.entries.empty() && result.filesChecked == 0) << root;
+    }
+}
+
+TEST_F(LargeSearch, AnEntryTellsWhatTheOpenFileIs) {
+    scratch.file("folder/file", large + "four");
+    scratch.setWriteTime("folder/file", {1'000'000'000, 123'456'700});
+    const LargeSearchResult result = searchIn(W("\\\\?\\") + scratch.wide() + W("\\"));
+    ASSERT_EQ(result.entries.size(), 1U);
+    const LargeFileEntry &entry = result.entries.front();
+    EXPECT_EQ(entry.path, scratch.wide("folder/file"));
+    EXPECT_EQ(entry.size, leastBytes + 4);
+    EXPECT_EQ(entry.lastWriteTime, (11'644'473'600 + 1'000'000'000) * 10'000'000 + 1'234'567);
+    EXPECT_EQ(result.root, scratch.wide());
+    EXPECT_EQ(result.totalBytes, entry.size);
+    PinnedPath pinned;
+    ASSERT_TRUE(pinSearchPath(pinned, scratch.wide(), goOn));
+    EXPECT_EQ(result.rootFileIndex, fileIndexOf(pinned.info));
+    EXPECT_EQ(result.rootVolumeSerial, pinned.info.dwVolumeSerialNumber);
+    const OwnedHandle file = openForScan(entry.path);
+    BY_HANDLE_FILE_INFORMATION information;
+    ASSERT_TRUE(file && GetFileInformationByHandle(file.get(), &information));
+    EXPECT_TRUE(sameFileIdentity(entry, readFileIdentity(file.get(), information)));
+    EXPECT_EQ(LargeSearchOptions().minBytes, 100U << 20);
+}
+
+void makeSocket(const std::string &path) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    require(path.size() < sizeof(address.sun_path), path);
+    path.copy(address.sun_path, path.size());
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+    require(bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0, path);
+    close(descriptor);
+}
+
+TEST_F(LargeSearch, OnlyPlainFilesWithOneNameAreListed) {
+    const struct {
+        const char *name;
+        std::function<void(const Scratch &root, const Scratch &outside)> make;
+        std::set<std::string> listed;
+        std::uint64_t checked;
+        std::uint64_t skipped;
+    } table[] = {
+        {"of exactly the least size", [](auto &root, auto &) { root.file("f", large); }, {"f"}, 1, 0},
+        {"one byte less", [](auto &root, auto &) { root.file("f", small); }, {}, 1, 0},
+        {"hidden, read-only and strange names",
+         [](auto &root, auto &) {
+             for (const char *name : {".f", "a:b", "end.", "nul", "\xFF\xFE", "\xF0\x9F\x98\x80"})
+                 root.file(name, large);
+             root.setMode(".f", 0400);
+         },
+         {".f", "a:b", "end.", "nul", "\xFF\xFE", "\xF0\x9F\x98\x80"},
+         6,
+         0},
+        {"two names inside",
+         [](auto &root, auto &) {
+             root.file("f", large);
+             root.hardLink("folder/other", "f");
+         },
+         {},
+         2,
+         2},
+        {"second name outside",
+         [](auto &root, auto &outside) {
+             outside.file("f", large);
+             std::filesystem::create_hard_link(outside.path("f"), root.path("f"));
+         },
+         {},
+         1,
+         1},
+        {"links",
+         [](auto &root, auto &outside) {
+             root.link("to a file", outside.file("folder/f", large));
+             root.link("to a folder", outside.path("folder"));
+             root.link("upwards", root.path());
+             root.link("to nowhere", "/nowhere");
+         },
+         {},
+         0,
+         4},
+        {"special files",
+         [](auto &root, auto &) {
+             require(mkfifo(root.path("pipe").c_str(), 0600) == 0, "mkfifo");
+             makeSocket(root.path("s"));
+         },
+         {},
+         0,
+         2},
+        {"folders of the system",
+         [](auto &root, auto &) {
+             for (const char *name : {"$Recycle.Bin", "RECYCLER", "recycled", "System Volume Information"})
+                 root.file(std::string("folder/") + name + "/f", large);
+             root.file("folder/Recycle/f", large);
+         },
+         {"folder/Recycle/f"},
+         1,
+         4},
+        {"folders without files", [](auto &root, auto &) { root.folder("a/b/c"); }, {}, 0, 0},
+    };
+    for (const auto &row : table) {
+        const Scratch root;
+        const Scratch outside;
+        row.make(root, outside);
+        std::set<WString> expected;
+        for (const std::string &name : row.listed)
+            expected.insert(root.wide(name));
+        const LargeSearchResult result = searchIn(root.wide());
+        EXPECT_EQ(pathsOf(result), expected) << row.name;
+        EXPECT_EQ(result.filesChecked, row.checked) << row.name;
+        EXPECT_EQ(result.skipped, row.skipped) << row.name;
+        EXPECT_EQ(result.totalBytes, expected.size() * leastBytes) << row.name;
+        EXPECT_EQ(result.errors, 0U) << row.name;
+        EXPECT_FALSE(result.limited || result.cancelled) << row.name;
+    }
+}
+
+TEST_F(LargeSearch, WhatThisUserCannotReachOrRemoveIsAnError) {
+    test::runAsOrdinaryUser([](const std::string &) {
+        const struct {
+            const char *name;
+            mode_t mode;
+            std::uint64_t errors;
+        } table[] = {
+            {"no permissions", 0, 1},
+            {"may be listed only: no sizes are known", 0400, 0},
+            {"may not be changed", 0500, 1},
+        };
+        for (const auto &row : table) {
+            const Scratch root;
+            root.file("folder/file", large);
+            root.file("other", large);
+            root.setMode("folder", row.mode);
+            const LargeSearchResult result = searchIn(root.wide());
+            EXPECT_EQ(pathsOf(result), std::set<WString>{root.wide("other")}) << row.name;
+            EXPECT_EQ(result.errors, row.errors) << row.name;
+            root.setMode("folder", 0700);
+        }
+    });
+}
+
+TEST_F(LargeSearch, AListThatIsFullEndsTheSearchOnlyIfThereIsMore) {
+    for (int index = 0; index < 30; ++index)
+        scratch.file("folder-" + std::to_string(index % 7) + "/file-" + std::to_string(index), large);
+    const std::pair<std::uint64_t, bool> table[] = {{1, true}, {29, true}, {30, false}, {31, false}};
+    for (const auto &[most, limited] : table) {
+        const LargeSearchResult result = searchIn(scratch.wide(), {}, goOn, most);
+        EXPECT_EQ(result.entries.size(), std::min<std::uint64_t>(most, 30)) << most;
+        EXPECT_EQ(result.totalBytes, result.entries.size() * leastBytes) << most;
+        EXPECT_EQ(result.filesChecked, std::min<std::uint64_t>(most + 1, 30)) << most;
+        EXPECT_EQ(result.limited, limited) << most;
+        EXPECT_EQ(result.errors + result.skipped, 0U) << most;
+    }
+}
+
+std::size_t openDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+// A chain of folders that no path of the system's own could name, each with a large file and some subfolders.
+void makeChain(const std::string &top, const std::string &name, int length) {
+    int folder = open(top.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    for (int level = 0; level < length; ++level) {
+        for (const std::string &sibling : {name, std::string("a"), std::string("z")})
+            require(mkdirat(folder, sibling.c_str(), 0700) == 0, sibling);
+        const int below = openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        const int file = openat(below, "file", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        require(file >= 0 && ftruncate(file, leastBytes) == 0, "file");
+        close(file);
+        close(folder);
+        folder = below;
+    }
+    for (int index = 0; index < 70; ++index)
+        close(openat(folder, std::to_string(index).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    close(folder);
+}
+
+TEST_F(LargeSearch, DeepTreesAreReadDownTo128FoldersWithFewDescriptors) {
+    const std::string name(60, 'n');
+    makeChain(scratch.path(), name, 200);
+    scratch.file("z/last", large);
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit few = {256, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    std::size_t most = 0;
+    const auto count = [&](WStringView, std::uint64_t, std::uint64_t) { most = std::max(most, openDescriptors()); };
+    // From the top, the folder at depth 128 is not read, with its own subfolders.
+    const LargeSearchResult all = searchIn(scratch.wide(), count);
+    EXPECT_EQ(all.entries.size(), 127U + 1);
+    EXPECT_EQ(all.skipped, 3U);
+    EXPECT_TRUE(all.limited);
+    EXPECT_EQ(all.errors, 0U);
+    EXPECT_TRUE(pathsOf(all).contains(scratch.wide("z/last")));
+    // From within, all that is left is.
+    WString within = scratch.wide();
+    for (int level = 0; level < 100; ++level)
+        within += W("\\") + WString(name.begin(), name.end());
+    const LargeSearchResult rest = searchIn(within, count);
+    EXPECT_EQ(rest.entries.size(), 101U);
+    EXPECT_EQ(rest.filesChecked, 101U + 70);
+    EXPECT_EQ(rest.errors + rest.skipped, 0U);
+    EXPECT_FALSE(rest.limited);
+    EXPECT_LT(most, 160U);
+    setrlimit(RLIMIT_NOFILE, &before);
+}
+
+TEST_F(LargeSearch, ProgressTellsEvery64thFile) {
+    for (int index = 0; index < 200; ++index)
+        scratch.file("folder-" + std::to_string(index % 3) + "/file-" + std::to_string(index), small);
+    std::vector<std::pair<WString, std::uint64_t>> reports;
+    searchIn(scratch.wide(), [&](WStringView text, std::uint64_t processed, std::uint64_t total) {
+        reports.emplace_back(text, processed);
+        EXPECT_EQ(total, 0U);
+    });
+    ASSERT_EQ(reports.size(), 5U);
+    EXPECT_EQ(reports.front(), std::pair(scratch.wide(), std::uint64_t{0}));
+    EXPECT_EQ(reports.back(), std::pair(scratch.wide(), std::uint64_t{200}));
+    for (std::size_t index = 1; index < 4; ++index) {
+        EXPECT_EQ(reports[index].second, index * 64);
+        EXPECT_TRUE(pathIsUnder(reports[index].first, scratch.wide("folder-0")) ||
+                    pathIsUnder(reports[index].first, scratch.wide("folder-1")) ||
+                    pathIsUnder(reports[index].first, scratch.wide("folder-2")));
+    }
+}
+
+TEST_F(LargeSearch, ACancelIsSeenBeforeTheNextName) {
+    for (int index = 0; index < 1000; ++index)
+        scratch.file("folder/file-" + std::to_string(index), index % 2 == 0 ? large : small);
+    const struct {
+        std::uint64_t at; ///< files met when the flag is set, in the first report that tells so many
+        std::uint64_t checked;
+        bool cancelled;
+    } table[] = {{0, 0, true}, {64, 64, true}, {960, 960, true}, {1000, 1000, false}};
+    for (const auto &row : table) {
+        std::atomic<bool> cancelFlag = false;
+        const LargeSearchResult result = searchIn(
+            scratch.wide(),
+            [&](WStringView, std::uint64_t processed, std::uint64_t) {
+                cancelFlag = cancelFlag || processed == row.at;
+            },
+            cancelFlag);
+        EXPECT_EQ(result.filesChecked, row.checked) << row.at;
+        EXPECT_EQ(result.cancelled, row.cancelled) << row.at;
+        EXPECT_EQ(result.root, scratch.wide()) << row.at;
+        EXPECT_EQ(result.errors + result.skipped + result.lastError, 0U) << row.at;
+        EXPECT_EQ(result.entries.empty(), row.checked == 0) << row.at;
+    }
+    const std::atomic<bool> cancelled = true;
+    const LargeSearchResult atOnce = searchIn(W("no path"), {}, cancelled);
+    EXPECT_TRUE(atOnce.cancelled && atOnce.root.empty());
+    EXPECT_EQ(atOnce.errors + atOnce.lastError, 0U);
+    PinnedPath pinned;
+    EXPECT_FALSE(pinSearchPath(pinned, scratch.wide(), cancelled));
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_CANCELLED));
+}
+
+TEST_F(LargeSearch, WhatIsReplacedDuringTheWalkIsNotFollowed) {
+    using Change = std::function<void(const Scratch &root, const Scratch &outside, const std::string &later)>;
+    const struct {
+        const char *name;
+        Change change; ///< of the folder that the walk has yet to come to, or of the root
+        std::uint64_t errors;
+        std::set<std::string> found; ///< in the folder that it comes to
+    } table[] = {
+        {"nothing", [](auto &, auto &, auto &) {}, 0, {"deep/file"}},
+        {"a link to another folder",
+         [](auto &root, auto &outside, auto &later) {
+             root.rename(later, "moved");
+             root.link(later, outside.path());
+         },
+         1,
+         {}},
+        {"a link to itself",
+         [](auto &root, auto &, auto &later) {
+             root.rename(later, "moved");
+             root.link(later, root.path("moved"));
+         },
+         1,
+         {}},
+        {"removed", [](auto &root, auto &, auto &later) { std::filesystem::remove_all(root.path(later)); }, 1, {}},
+        {"a file",
+         [](auto &root, auto &, auto &later) {
+             std::filesystem::remove_all(root.path(later));
+             root.file(later, large);
+         },
+         1,
+         {}},
+        {"another folder",
+         [](auto &root, auto &, auto &later) {
+             root.rename(later, "moved");
+             root.file(later + "/new/file", large);
+             root.file(later + "/few", small);
+         },
+         0,
+         {"new/file"}},
+        {"new names",
+         [](auto &root, auto &, auto &later) {
+             std::filesystem::remove_all(root.path(later + "/deep"));
+             root.file(later + "/new", large);
+         },
+         0,
+         {"new"}},
+        {"the root moved away", [](auto &root, auto &, auto &) { root.rename("top", "moved"); }, 1, {}},
+        {"the root a link",
+         [](auto &root, auto &, auto &) {
+             root.rename("top", "moved");
+             root.link("top", root.path("moved"));
+         },
+         1,
+         {}},
+        {"the root exchanged",
+         [](auto &root, auto &outside, auto &) {
+             root.rename("top", "moved");
+             std::filesystem::copy(outside.path(), root.path("top"), std::filesystem::copy_options::recursive);
+         },
+         1,
+         {}},
+    };
+    for (const auto &row : table) {
+        const Scratch root;
+        const Scratch outside;
+        outside.file("deep/file", large);
+        // Enough before it for the reading ahead to have come to it.
+        for (const char *folder : {"top/a", "top/b"}) {
+            root.file(std::string(folder) + "/deep/file", large);
+            for (int index = 0; index < 320; ++index)
+                root.file(std::string(folder) + "/file-" + std::to_string(index), small);
+        }
+        std::string later;
+        const LargeSearchResult result =
+            searchIn(root.wide("top"), [&](WStringView text, std::uint64_t processed, std::uint64_t) {
+                if (processed != 320)
+                    return;
+                later = pathIsUnder(text, root.wide("top/a")) ? "top/b" : "top/a";
+                row.change(root, outside, later);
+            });
+        std::set<std::string> found;
+        for (const LargeFileEntry &entry : result.entries)
+            if (pathIsUnder(entry.path, root.wide(later)))
+                found.insert(platform::linuxPath(entry.path).substr(root.path(later).size() + 1));
+        EXPECT_EQ(found, row.found) << row.name;
+        EXPECT_GE(result.errors, row.errors) << row.name;
+        EXPECT_LE(result.errors, row.errors + 1) << row.name; // the other folder's own subfolder, if it comes last
+        EXPECT_EQ(result.skipped, 0U) << row.name;
+    }
+}
+
+TEST_F(LargeSearch, MountsAreNotEntered) {
+    test::runIsolated(test::Isolation::Processes, [] {
+        const Scratch root;
+        const Scratch outside;
+        outside.file("folder/file", large);
+        outside.file("file", large);
+        root.file("plain/file", large);
+        root.file("covered/file", large);
+        root.file("single", large);
+        root.folder("ram");
+        require(mount(outside.path("folder").c_str(), root.path("covered").c_str(), nullptr, MS_BIND, nullptr) == 0,
+                "bind");
+        require(mount(outside.path("file").c_str(), root.path("single").c_str(), nullptr, MS_BIND, nullptr) == 0,
+                "bind a file");
+        require(mount("tmpfs", root.path("ram").c_str(), "tmpfs", 0, nullptr) == 0, "tmpfs");
+        root.file("ram/file", large);
+        // In a thread of its own, which holds no folder by the mounts of before.
+        std::thread([&] {
+            const LargeSearchResult result = searchIn(root.wide());
+            EXPECT_EQ(pathsOf(result), std::set<WString>{root.wide("plain/file")});
+            EXPECT_EQ(result.skipped, 3U);
+            EXPECT_EQ(result.errors, 0U);
+            platform::refreshVolumes();
+            const WString ram = root.wide("ram");
+            EXPECT_NE(ram.front(), root.wide().front());
+            EXPECT_FALSE(isLocalDrive(ram, false));
+            EXPECT_EQ(searchIn(ram).lastError, DWORD(ERROR_NOT_SUPPORTED));
+            EXPECT_EQ(searchIn(root.wide() + W("\\ram")).lastError, DWORD(ERROR_REPARSE_TAG_INVALID));
+        }).join();
+        umount2(root.path("ram").c_str(), MNT_DETACH);
+        umount2(root.path("single").c_str(), MNT_DETACH);
+        umount2(root.path("covered").c_str(), MNT_DETACH);
+    });
+}
+
+} // namespace
+} // namespace dm::large
