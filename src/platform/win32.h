@@ -13,6 +13,7 @@
 
 #include <objbase.h>
 #include <shellapi.h>
+#include <sherrors.h>
 #include <shlobj.h>
 #include <tlhelp32.h>
 #include <wincrypt.h>
@@ -21,6 +22,14 @@
 #include <ctime>
 #include <cwchar>
 #include <cwctype>
+
+// Published since Windows 10, but not in every set of headers.
+#ifndef FILE_ATTRIBUTE_RECALL_ON_OPEN
+#define FILE_ATTRIBUTE_RECALL_ON_OPEN 0x00040000
+#endif
+#ifndef FILE_ATTRIBUTE_RECALL_ON_DATA_ACCESS
+#define FILE_ATTRIBUTE_RECALL_ON_DATA_ACCESS 0x00400000
+#endif
 #else
 #include "platform/linux/win32_base.h"
 #include "platform/linux/win32_files.h"
@@ -29,6 +38,7 @@
 #include "platform/linux/win32_processes.h"
 #include "platform/linux/win32_protect.h"
 #include "platform/linux/win32_shell.h"
+#include "platform/linux/win32_shell_items.h"
 #include "platform/linux/win32_text.h"
 #include "platform/linux/win32_windows.h"
 #endif

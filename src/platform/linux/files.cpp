@@ -88,7 +88,7 @@ bool findPlace(LPCWSTR path, Place &place) {
     return place.parent != nullptr;
 }
 
-/// A drive's root that exists in name alone has no descriptor; nothing can be made or removed in it.
+/// What exists in name alone has no descriptor; nothing can be made or removed in it.
 bool isNameless(const Place &place) {
     return place.parent->isNameless();
 }
@@ -374,8 +374,8 @@ HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTR
     if (disposition != OPEN_EXISTING)
         return refuse(ERROR_INVALID_PARAMETER);
     FolderRef folder = backup ? heldChild(place.parent, place.path) : nullptr;
-    if (!folder && isNameless(place)) {
-        folder = openNamedVolumeRoot(place.parent, place.path, place.name);
+    if (!folder && isInNameOnly(*place.parent, place.name)) {
+        folder = openNamed(place.parent, place.path, place.name);
         if (!folder)
             return INVALID_HANDLE_VALUE;
     }
@@ -436,6 +436,25 @@ BOOL WINAPI GetFileSizeEx(HANDLE file, PLARGE_INTEGER size) {
         return failErrno();
     size->QuadPart = static_cast<LONGLONG>(record.stx_size);
     return TRUE;
+}
+
+DWORD WINAPI GetFileType(HANDLE file) {
+    const OpenFile *open = objectOf<OpenFile>(file);
+    if (open == nullptr)
+        return FILE_TYPE_UNKNOWN;
+    switch (open->record.stx_mode & S_IFMT) {
+    case S_IFREG:
+    case S_IFDIR:
+    case S_IFBLK:
+        return FILE_TYPE_DISK;
+    case S_IFCHR:
+        return FILE_TYPE_CHAR;
+    case S_IFIFO:
+    case S_IFSOCK:
+        return FILE_TYPE_PIPE;
+    default:
+        return FILE_TYPE_UNKNOWN;
+    }
 }
 
 BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD from) {
@@ -549,9 +568,8 @@ DWORD WINAPI GetFileAttributesW(LPCWSTR path) {
     Place place;
     if (!findPlace(path, place))
         return INVALID_FILE_ATTRIBUTES;
-    if (isNameless(place))
-        return openNamedVolumeRoot(place.parent, place.path, place.name) ? FILE_ATTRIBUTE_DIRECTORY
-                                                                         : INVALID_FILE_ATTRIBUTES;
+    if (isInNameOnly(*place.parent, place.name))
+        return openNamed(place.parent, place.path, place.name) ? FILE_ATTRIBUTE_DIRECTORY : INVALID_FILE_ATTRIBUTES;
     Record record;
     if (!readRecord(place.parent->descriptor(), place.name.c_str(), record)) {
         SetLastError(errorOf(errno));

@@ -1,9 +1,9 @@
-#include "platform/linux/base_folders.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/folder_listing.h"
 #include "platform/linux/names.h"
 #include "platform/linux/open_file.h"
 #include "platform/linux/private_folder.h"
+#include "platform/linux/trash_folders.h"
 #include "platform/linux/volumes.h"
 
 #include <dirent.h>
@@ -25,16 +25,7 @@ struct Listing final : Object {
 
 /// Trash folders and our own private ones are no part of any walk.
 bool isKeptOut(const Folder &folder, std::string_view name, const Record &record) {
-    constexpr std::string_view foreignTrash = "$recycle.bin";
-    if (isPrivateFolder(name, record))
-        return true;
-    if (name.size() == foreignTrash.size() && name.front() == '$')
-        return std::equal(name.begin(), name.end(), foreignTrash.begin(), [](char left, char right) {
-            return (left >= 'A' && left <= 'Z' ? left - 'A' + 'a' : left) == right;
-        });
-    if (name == ".Trash" || name.starts_with(".Trash-"))
-        return folder.volumeRoot;
-    return name == "Trash" && folder.linuxPath == baseFolders().dataHome;
+    return isPrivateFolder(name, record) || isTrashName(folder, name);
 }
 
 void fill(const Folder &folder, std::string_view name, const Record &record, WIN32_FIND_DATAW &data) {
@@ -100,6 +91,9 @@ HANDLE WINAPI FindFirstFileExW(LPCWSTR path, FINDEX_INFO_LEVELS, LPVOID data, FI
     listing->folder = folderToOpenIn(folderPath);
     if (!listing->folder)
         return refuse(GetLastError() == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : GetLastError());
+    // The Recycle Bin is no folder to walk.
+    if (listing->folder->isNameless() && listing->folder->parent)
+        return refuse(ERROR_ACCESS_DENIED);
     if (!listing->folder->isNameless()) {
         listing->entries = openListing(listing->folder);
         if (!listing->entries)

@@ -2,6 +2,7 @@
 
 #include "platform/linux/errors.h"
 #include "platform/linux/names.h"
+#include "platform/linux/trash_folders.h"
 #include "platform/linux/volumes.h"
 
 #include <fcntl.h>
@@ -89,6 +90,13 @@ std::shared_ptr<RegisteredFolder> newFolder(WStringView path) {
     return folder;
 }
 
+std::shared_ptr<RegisteredFolder> newFolderIn(const FolderRef &parent, WStringView path) {
+    const auto folder = newFolder(path);
+    folder->parent = parent;
+    folder->depth = parent ? parent->depth + 1 : 0;
+    return folder;
+}
+
 /// Opens a folder that was let go again under its parent. Empty with errno set where that is not what it was.
 Fd openLetGo(const Folder &folder, int parent, Record &record) {
     Fd opened = openName(parent, folder.name.c_str());
@@ -102,8 +110,8 @@ Fd openLetGo(const Folder &folder, int parent, Record &record) {
 
 /// The name under the held parent, or the mount point, is the held folder now.
 bool isAtItsPlace(const Folder &folder, int parent, Record &now) {
-    const bool found = folder.volumeRoot ? readRecord(AT_FDCWD, folder.linuxPath.c_str(), now)
-                                         : readRecord(parent, folder.name.c_str(), now);
+    const bool found = folder.hasOwnPlace() ? readRecord(AT_FDCWD, folder.linuxPath.c_str(), now)
+                                            : readRecord(parent, folder.name.c_str(), now);
     return found && idOf(now) == folder.id() && now.stx_mnt_id == folder.record.stx_mnt_id;
 }
 
@@ -113,7 +121,7 @@ bool hasNoPlace(const Folder &folder) {
 }
 
 void letGo(Folder &folder) {
-    if (!folder.held || folder.volumeRoot)
+    if (!folder.held || folder.hasOwnPlace())
         return;
     folder.index = fileIndexOf(folder.held->get(), folder.record);
     folder.held.reset();
@@ -172,9 +180,7 @@ FolderRef openVolume(WChar letter, WStringView path, const FolderRef &driveRoot)
             root->record.stx_dev_minor = minor(volume->device);
             return keep(root);
         }
-        auto folder = newFolder(path);
-        folder->parent = driveRoot;
-        folder->depth = driveRoot ? 1 : 0;
+        const auto folder = newFolderIn(driveRoot, path);
         if (volume && openVolumeRoot(*volume, *folder))
             return keep(folder);
         refreshVolumes();
@@ -186,8 +192,8 @@ FolderRef openChild(const FolderRef &parent, WStringView path, WStringView wideN
     std::string name;
     if (!linuxName(wideName, name))
         return refuse(ERROR_INVALID_NAME);
-    if (parent->isNameless())
-        return openNamedVolumeRoot(parent, path, name);
+    if (isInNameOnly(*parent, name))
+        return openNamed(parent, path, name);
     Fd descriptor = openName(parent->descriptor(), name.c_str());
     Record record;
     if (!descriptor || !readRecord(descriptor.get(), "", record))
@@ -230,7 +236,9 @@ WStringView pathText(LPCWSTR path) {
     return text;
 }
 
-} // namespace
+bool isDriveRoot(const Folder &folder) {
+    return folder.parent == nullptr;
+}
 
 FolderRef openNamedVolumeRoot(const FolderRef &root, WStringView path, std::string_view name) {
     const std::optional<Volume> volume = volumeOf(path.front());
@@ -240,6 +248,38 @@ FolderRef openNamedVolumeRoot(const FolderRef &root, WStringView path, std::stri
     if (folder)
         folder->name = name;
     return folder;
+}
+
+FolderRef openRecycleBin(const FolderRef &root, WStringView path) {
+    const auto bin = newFolderIn(root, path);
+    bin->name = recycleBinLinuxName;
+    bin->record = root->record;
+    return keep(bin);
+}
+
+FolderRef openFilesOfTrash(const FolderRef &bin, WStringView path, std::string_view user) {
+    OpenTrash open;
+    const auto files = newFolderIn(bin, path);
+    if (user != recycleBinUser() || openTrashFor(path.front(), false, open) != ERROR_SUCCESS ||
+        !readRecord(open.files.get(), "", files->record))
+        return refuse(ERROR_FILE_NOT_FOUND);
+    files->ofTrash = true;
+    files->name = user;
+    files->held = std::make_shared<const Fd>(std::move(open.files));
+    files->linuxPath = open.trash.path + "/files";
+    return keep(files);
+}
+
+} // namespace
+
+bool isInNameOnly(const Folder &folder, std::string_view name) {
+    return folder.isNameless() || (isDriveRoot(folder) && name == recycleBinLinuxName);
+}
+
+FolderRef openNamed(const FolderRef &folder, WStringView path, std::string_view name) {
+    if (!isDriveRoot(*folder))
+        return openFilesOfTrash(folder, path, name);
+    return name == recycleBinLinuxName ? openRecycleBin(folder, path) : openNamedVolumeRoot(folder, path, name);
 }
 
 bool parsePath(LPCWSTR path, WString &normal) {
@@ -310,10 +350,8 @@ FolderRef heldChild(const FolderRef &parent, WStringView normal) {
 
 FolderRef adoptFolder(const FolderRef &parent, WStringView normal, std::string name, SharedFd descriptor,
                       const Record &record) {
-    const auto folder = newFolder(normal);
-    folder->parent = parent;
+    const auto folder = newFolderIn(parent, normal);
     folder->name = std::move(name);
-    folder->depth = parent->depth + 1;
     folder->held = std::move(descriptor);
     folder->record = record;
     folder->linuxPath = parent->linuxPath.size() > 1 ? parent->linuxPath + "/" : parent->linuxPath;
@@ -352,7 +390,7 @@ bool proveLevel(Folder &folder, Record *now) {
     Record own;
     Record &record = now == nullptr ? own : *now;
     if (folder.held)
-        return isAtItsPlace(folder, folder.volumeRoot ? -1 : folder.parent->descriptor(), record);
+        return isAtItsPlace(folder, folder.hasOwnPlace() ? -1 : folder.parent->descriptor(), record);
     const bool found = folder.descriptor() >= 0;
     record = folder.record;
     return found;

@@ -21,6 +21,7 @@ struct Folder {
     std::shared_ptr<Folder> parent; ///< null for a drive's root
     std::string name;               ///< under the parent
     bool volumeRoot = false;        ///< the root of a mounted volume
+    bool ofTrash = false;           ///< "files" of a trash, under the path that it has in the Recycle Bin
     WString path;                   ///< drive form: "C:\" or "C:\folder\folder"
     std::string linuxPath;          ///< the same as an absolute Linux path; empty for one without a descriptor
     Record record = {};             ///< as it was when the folder was opened or last proved to be at its place
@@ -32,8 +33,10 @@ struct Folder {
     std::uint64_t index = 0;        ///< what it is told by then: fileIndexOf
 
     ObjectId id() const { return idOf(record); }
-    /// A drive's root that exists in name alone (Volume::folderName): it has no descriptor.
+    /// It exists in name alone and has no descriptor: a drive's root (Volume::folderName), the Recycle Bin.
     bool isNameless() const { return linuxPath.empty(); }
+    /// It lies elsewhere than under its parent, at a path of its own.
+    bool hasOwnPlace() const { return volumeRoot || ofTrash; }
     /// For use at once, by the thread whose folder it is. -1 with errno set for one that has none, and for one that was
     /// let go and is no longer at its place.
     int descriptor();
@@ -54,8 +57,11 @@ FolderRef folderToOpenIn(WStringView normal);
 
 /// The root of a drive ("C:\"), or null with the last error set.
 FolderRef openDriveRoot(WStringView normal);
-/// The only folder in a drive's root that exists in name alone, or null with the last error set.
-FolderRef openNamedVolumeRoot(const FolderRef &root, WStringView path, std::string_view name);
+/// A name that is no entry of the folder's on the disk: in a drive's root that exists in name alone, the Recycle Bin in
+/// any drive's root, and whatever is in that.
+bool isInNameOnly(const Folder &folder, std::string_view name);
+/// The folder that such a name leads to, or null with the last error set.
+FolderRef openNamed(const FolderRef &folder, WStringView path, std::string_view name);
 /// The folder at a path as it is given to a function, if this thread holds it already, has its parent pinned, and it is
 /// still what its name under that leads to; otherwise null. It is what the long way would give.
 FolderRef heldBelowPinned(LPCWSTR path);

@@ -48,6 +48,11 @@ ObjectId idOf(const Record &record) {
     return {makedev(record.stx_dev_major, record.stx_dev_minor), record.stx_ino};
 }
 
+bool isUnchanged(const Record &now, const Record &then) {
+    return idOf(now) == idOf(then) && now.stx_mode == then.stx_mode && now.stx_size == then.stx_size &&
+           now.stx_mtime.tv_sec == then.stx_mtime.tv_sec && now.stx_mtime.tv_nsec == then.stx_mtime.tv_nsec;
+}
+
 std::uint64_t fileIndexOf(int descriptor, const Record &record) {
     const ObjectId id = idOf(record);
     std::uint64_t birth = 0;

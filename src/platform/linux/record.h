@@ -24,6 +24,9 @@ struct ObjectId {
 };
 ObjectId idOf(const Record &record);
 
+/// The same object, with the mode, the size and the time of its last writing that it had.
+bool isUnchanged(const Record &now, const Record &then);
+
 /// Device, inode and birth time (or the file handle with its generation where the file system keeps no birth time)
 /// folded into 64 bits. `descriptor` is the object's own.
 std::uint64_t fileIndexOf(int descriptor, const Record &record);

@@ -40,11 +40,8 @@ DWORD takeLease(int descriptor) {
 }
 
 /// The record is of the held file, with the one name under which it was taken, and as it was when the program looked.
-bool isUnchanged(const OpenFile &file, const Record &now) {
-    const Record &then = file.record;
-    return idOf(now) == file.id && now.stx_nlink == 1 && now.stx_mode == then.stx_mode &&
-           now.stx_size == then.stx_size && now.stx_mtime.tv_sec == then.stx_mtime.tv_sec &&
-           now.stx_mtime.tv_nsec == then.stx_mtime.tv_nsec;
+bool isHeld(const OpenFile &file, const Record &now) {
+    return idOf(now) == file.id && now.stx_nlink == 1 && isUnchanged(now, file.record);
 }
 
 /// What the taken object must still be at the last moment. 0, or why it must go back.
@@ -54,8 +51,8 @@ DWORD proveTaken(const OpenFile &file, int privateFolder, const std::string &tak
     if (!proveAllLevels(*file.parent))
         return ERROR_PATH_NOT_FOUND;
     Record record;
-    return readRecord(privateFolder, taken.c_str(), record) && isUnchanged(file, record) ? ERROR_SUCCESS
-                                                                                         : ERROR_ACCESS_DENIED;
+    return readRecord(privateFolder, taken.c_str(), record) && isHeld(file, record) ? ERROR_SUCCESS
+                                                                                    : ERROR_ACCESS_DENIED;
 }
 
 DWORD undo(const OpenFile &file, PrivateFolder &folder, const std::string &taken, DWORD code) {

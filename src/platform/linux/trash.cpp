@@ -6,17 +6,14 @@
 // proved to be what was counted, is it taken apart. What a killed process leaves there had been counted, and its
 // removal confirmed; it may be half gone, so it never goes back among the items. It stays hidden, each query counts it
 // (or space that nobody sees would be lost), and the next emptying removes it like an item.
-#include "platform/linux/base_folders.h"
 #include "platform/linux/errors.h"
-#include "platform/linux/folders.h"
 #include "platform/linux/private_folder.h"
+#include "platform/linux/trash_folders.h"
 #include "platform/linux/trash_tree.h"
 #include "platform/linux/volumes.h"
 
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/file.h>
-#include <sys/syscall.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -28,17 +25,8 @@
 namespace dm::platform {
 namespace {
 
-constexpr std::string_view infoSuffix = ".trashinfo";
-
 /// Whoever trashes a file writes the info file first, and may copy for long before the file is there.
 constexpr std::int64_t orphanSeconds = 24 * 60 * 60;
-
-struct Trash {
-    WChar letter;        ///< of its drive; 0 where it lies on none
-    Fd folder;           ///< O_PATH
-    std::uint64_t index; ///< fileIndexOf the folder
-    std::uint64_t device;
-};
 
 struct Item {
     bool leftover; ///< lies in the trash folder itself, hidden by an emptying that did not finish
@@ -61,94 +49,6 @@ struct LastQuery {
 LastQuery &lastQuery() {
     static LastQuery query;
     return query;
-}
-
-/// Opens an absolute path that leads through no link.
-Fd openWhole(const std::string &path) {
-    struct open_how how = {};
-    how.flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-    how.resolve = RESOLVE_NO_SYMLINKS;
-    return Fd(static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
-}
-
-bool isFolderOf(const Record &record, std::uint64_t device) {
-    return S_ISDIR(record.stx_mode) && (attributesOf(record, device) & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
-}
-
-/// Opens a real folder that lies on the file system of the one above it. Empty with errno set, which is ENOENT for
-/// anything else under the name.
-Fd openFolder(int parent, const char *name, Record &record) {
-    Record above;
-    if (!readRecord(parent, "", above))
-        return Fd();
-    Fd folder = openName(parent, name);
-    if (folder && !readRecord(folder.get(), "", record))
-        return Fd();
-    if (folder ? isFolderOf(record, idOf(above).device) : errno != EXDEV)
-        return folder;
-    errno = ENOENT;
-    return Fd();
-}
-
-/// Adds the trash under a name if there is one of this user. 0 or an error code.
-DWORD addTrash(WChar letter, int parent, const char *name, std::vector<Trash> &trashes) {
-    Record record;
-    Fd folder = openFolder(parent, name, record);
-    if (!folder)
-        return errno == ENOENT ? ERROR_SUCCESS : errorOf(errno);
-    if (record.stx_uid == geteuid()) {
-        const std::uint64_t index = fileIndexOf(folder.get(), record);
-        trashes.push_back({letter, std::move(folder), index, idOf(record).device});
-    }
-    return ERROR_SUCCESS;
-}
-
-/// Null if the volume is away, or lies where this user cannot go.
-Fd openTop(const Volume &volume) {
-    Fd top = openWhole(volume.mountPoint);
-    Record record;
-    const bool isVolume = top && readRecord(top.get(), "", record) && idOf(record).device == volume.device &&
-                          (volume.subvolume || record.stx_mnt_id == volume.mountId);
-    return isVolume ? std::move(top) : Fd();
-}
-
-DWORD addTrashesOf(const Volume &volume, std::vector<Trash> &trashes) {
-    const Fd top = openTop(volume);
-    if (!top)
-        return ERROR_SUCCESS;
-    const std::string user = std::to_string(geteuid());
-    Record shared;
-    const Fd sharedFolder = openFolder(top.get(), ".Trash", shared);
-    DWORD code = ERROR_SUCCESS;
-    if (sharedFolder && (shared.stx_mode & S_ISVTX) != 0)
-        code = addTrash(volume.letter, sharedFolder.get(), user.c_str(), trashes);
-    if (code == ERROR_SUCCESS)
-        code = addTrash(volume.letter, top.get(), (".Trash-" + user).c_str(), trashes);
-    // Where this user may not look, no trash of his can be.
-    return code == ERROR_ACCESS_DENIED ? ERROR_SUCCESS : code;
-}
-
-DWORD addHomeTrash(WChar letter, std::vector<Trash> &trashes) {
-    const Fd base = openWhole(baseFolders().dataHome);
-    if (base)
-        return addTrash(letter, base.get(), "Trash", trashes);
-    return errno == ENOENT || errno == ENOTDIR || errno == ELOOP ? ERROR_SUCCESS : errorOf(errno);
-}
-
-/// This user's trashes on one drive, or on all for 0. Network drives are left out, as the Recycle Bin of Windows leaves
-/// them out (and a server that does not answer would stop every scan), and so are discs, on which nothing can be
-/// removed. The home folder's trash counts wherever it lies.
-DWORD findTrashes(WChar only, std::vector<Trash> &trashes) {
-    const std::vector<Volume> volumes = mountedVolumes();
-    const WString home = drivePath(baseFolders().dataHome);
-    const WChar homeLetter = home.empty() ? W('\0') : home.front();
-    DWORD code = only == 0 || only == homeLetter ? addHomeTrash(homeLetter, trashes) : ERROR_SUCCESS;
-    for (const Volume &volume : volumes) {
-        const bool hasBin = volume.driveType != DRIVE_REMOTE && volume.driveType != DRIVE_CDROM;
-        if (code == ERROR_SUCCESS && hasBin && (only == 0 || only == volume.letter))
-            code = addTrashesOf(volume, trashes);
-    }
-    return code;
 }
 
 /// Only one process at a time takes a trash apart, so that whatever lies hidden there while the lock is held was left
@@ -265,19 +165,6 @@ DWORD choosePlace(Emptying &emptying, int &place) {
     return code == ERROR_DISK_FULL || code == ERROR_DISK_QUOTA_EXCEEDED ? ERROR_SUCCESS : code;
 }
 
-DWORD moveName(int from, const std::string &name, int to, const std::string &newName) {
-    if (renameat2(from, name.c_str(), to, newName.c_str(), RENAME_NOREPLACE) == 0)
-        return ERROR_SUCCESS;
-    return errno == EINVAL ? ERROR_NOT_SUPPORTED : errorOf(errno);
-}
-
-/// Back under its name, or beside it where that is taken meanwhile. What can go to neither place stays hidden, where
-/// the next query counts it.
-void putBack(int place, const std::string &hidden, int to, const std::string &name) {
-    if (moveName(place, hidden, to, name) == ERROR_ALREADY_EXISTS)
-        moveName(place, hidden, to, keptName(name));
-}
-
 /// 0 if what stands under the name is what was counted, unchanged, and nothing in it would have to stay.
 DWORD prove(const Emptying &emptying, int folder, const std::string &name, const Item &item, Seen &seen) {
     const DWORD code = lookAt(emptying.trash, folder, name, seen);
@@ -285,14 +172,6 @@ DWORD prove(const Emptying &emptying, int folder, const std::string &name, const
         return code;
     const bool unchanged = seen.index == item.index && seen.survey.figure == item.figure;
     return unchanged ? seen.survey.obstacle : ERROR_FILE_INVALID;
-}
-
-/// The identity of an info file; 0 where there is none.
-std::uint64_t infoIndex(int folder, const std::string &name) {
-    const Fd info = openName(folder, name.c_str());
-    Record record;
-    const bool isFile = info && readRecord(info.get(), "", record) && !S_ISDIR(record.stx_mode);
-    return isFile ? fileIndexOf(info.get(), record) : 0;
 }
 
 /// Removes an info file if it is still the one that was seen: a name that becomes free is used again for what is
@@ -304,7 +183,7 @@ void removeInfo(int info, int place, const std::string &name, std::uint64_t inde
     if (infoIndex(place, hidden) == index)
         unlinkat(place, hidden.c_str(), 0);
     else
-        putBack(place, hidden, info, name);
+        moveBack(place, hidden, info, name);
 }
 
 DWORD emptyItem(Emptying &emptying, const Item &item) {
@@ -332,7 +211,7 @@ DWORD emptyItem(Emptying &emptying, const Item &item) {
         Seen taken;
         code = prove(emptying, place, hidden, item, taken);
         if (code != ERROR_SUCCESS)
-            putBack(place, hidden, from, item.name);
+            moveBack(place, hidden, from, item.name);
     }
     if (code != ERROR_SUCCESS) {
         if (opened)

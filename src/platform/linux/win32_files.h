@@ -107,6 +107,11 @@ BOOL WINAPI ReadFile(HANDLE file, LPVOID bytes, DWORD count, LPDWORD read, OVERL
 /// Gives back once the disk has all that was written.
 BOOL WINAPI FlushFileBuffers(HANDLE file);
 BOOL WINAPI GetFileSizeEx(HANDLE file, PLARGE_INTEGER size);
+#define FILE_TYPE_UNKNOWN 0x0
+#define FILE_TYPE_DISK 0x1
+#define FILE_TYPE_CHAR 0x2
+#define FILE_TYPE_PIPE 0x3
+DWORD WINAPI GetFileType(HANDLE file);
 BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD from);
 BOOL WINAPI SetFileTime(HANDLE file, const FILETIME *creation, const FILETIME *lastAccess, const FILETIME *lastWrite);
 BOOL WINAPI GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information);
