@@ -6,6 +6,7 @@
 #include "measure.h"
 #include "platform/linux/private_folder.h"
 #include "platform/linux/volumes.h"
+#include "recycle.h"
 #include "texts.h"
 
 #include <algorithm>
@@ -28,6 +29,7 @@ namespace {
 constexpr const char *usage =
     "usage: dustmere_bench scan FOLDER\n"
     "       dustmere_bench clean FOLDER [--hold FILE] [--retry]   deletes what the scan offers\n"
+    "       dustmere_bench recycle FOLDER MIN_MB                  moves all large files to the Recycle Bin\n"
     "       dustmere_bench places                                 scans the fixed places\n"
     "       dustmere_bench search FOLDER MIN_MB [--top N]         prints the N largest too\n"
     "       dustmere_bench search FOLDER MIN_MB --cancel MS       cancels it then, and tells how long that took\n"
@@ -227,6 +229,8 @@ void run(const std::vector<std::string> &arguments) {
         scan(arguments[1]);
     else if (command == "clean" && arguments.size() >= 2)
         cleanAsTold(arguments);
+    else if (command == "recycle" && arguments.size() == 3)
+        recycleLargeFiles(programPath(arguments[1]), numberOf(arguments[2]));
     else if (command == "places" && arguments.size() == 1)
         scanPlaces();
     else if (command == "search" && arguments.size() == 3)

@@ -1,5 +1,6 @@
 #include "torture/arena.h"
 
+#include "platform/linux/trash_folders.h"
 #include "scratch.h"
 
 #include <dirent.h>
@@ -95,11 +96,32 @@ struct Accounts {
     void close(std::uint32_t serial);
 };
 
-/// Names that the attackers and this program give. Anything else is a name that a file got in the middle of a removal
-/// and never got rid of.
+/// Names that the attackers, this program and the trash give. Anything else is a name that a file got in the middle of
+/// a removal and never got rid of.
 bool isHonestName(const std::string &name) {
-    static const std::regex honest("(name|pool|back|vault|bait|moved)-[a-z0-9-]+(\\.kept-[0-9a-f]{8})*|journal");
+    static const std::regex honest("(name|pool|back|vault|bait|moved)-[a-z0-9-]+(\\.(kept-)?[0-9a-f]{8})*|journal");
     return std::regex_match(name, honest);
+}
+
+/// What the trash says about a file in it leads back to the root. Attackers in the trash can part the two.
+void checkInfo(const Arena &arena, const char *name, const std::string &path) {
+    static const std::regex valid(
+        "\\[Trash Info\\]\nPath=/tmp/arena/stage/root/[-a-z0-9./]+\nDeletionDate=[-:T0-9]{19}\n");
+    const std::string info = readWhole(arena.trashInfo.get(), (name + std::string(platform::infoSuffix)).c_str());
+    if (!arena.shared->attackTrash && !std::regex_match(info, valid))
+        arena.shared->violate("in the trash without a way back: %s", path.c_str());
+}
+
+/// An info file, or what a killed mover has written of one; attackers may have put it under another name.
+bool isInfo(const Record &record, int folder, const std::string &name) {
+    return record.stx_size == 0 ? name.ends_with(platform::infoSuffix)
+                                : readWhole(folder, name.c_str()).starts_with("[Trash Info]");
+}
+
+/// The journal of a private folder: by its mode, or, if a recovery was killed after it had opened it, by its size, which
+/// no file of the arena has. Its process may have been killed while an attacker had exchanged it.
+bool isJournal(const Record &record) {
+    return (record.stx_mode & 07777) == S_IWUSR || record.stx_size == 4096;
 }
 
 void Accounts::lookAtFile(int folder, const char *name, const Record &record, const Record &folderRecord,
@@ -142,7 +164,11 @@ void Accounts::walk(int folder, const std::string &path) {
         if (name == "." || name == ".." || !platform::readRecord(folder, name.c_str(), record))
             continue;
         const std::string itsPath = path + '/' + name;
-        if (S_ISREG(record.stx_mode)) {
+        if (S_ISREG(record.stx_mode) && (isJournal(record) || isInfo(record, folder, name))) {
+            continue;
+        } else if (S_ISREG(record.stx_mode)) {
+            if (path.ends_with("/Trash/files"))
+                checkInfo(arena, name.c_str(), itsPath);
             lookAtFile(folder, name.c_str(), record, folderRecord, itsPath);
         } else if (S_ISDIR(record.stx_mode)) {
             if (name.starts_with(".dustmere-"))
@@ -375,6 +401,9 @@ Arena makeArena(Shared &shared, std::uint64_t seed, bool dataElsewhere) {
     arena.dataHome = std::string(dataElsewhere ? otherVolumePath : arenaPath) + "/data";
     const Fd dataHome = makeFolder(dataElsewhere ? other.get() : top, "data");
     arena.data = makeFolder(dataHome.get(), "Dustmere");
+    const Fd trash = makeFolder(dataHome.get(), "Trash");
+    arena.trashFiles = makeFolder(trash.get(), "files");
+    arena.trashInfo = makeFolder(trash.get(), "info");
     makeBaits(arena);
     return arena;
 }

@@ -96,13 +96,16 @@ struct Shared {
     std::atomic<bool> stopAttackers;
     std::atomic<bool> stopCleaner;
     bool killsCleaner;
+    bool moves;                           ///< the cleaner moves to the Recycle Bin
+    bool attackTrash;                     ///< attackers change the trash too
     std::atomic<std::uint64_t> granted;   ///< attempts that the cleaner may make
     std::atomic<std::uint64_t> endOfLife; ///< after so many it ends itself
     Current current;
     std::array<std::atomic<std::uint64_t>, operationCount> operations;
-    std::atomic<std::uint64_t> attempts, deleted, skipped, errors, lockedSkipped, lockedErrors, retries, sealed;
+    std::atomic<std::uint64_t> attempts, deleted, moved, skipped, errors, lockedSkipped, lockedErrors, retries, sealed;
     std::uint64_t starts, stops, stopsWithNameGone, kills, killsInDeletion, killsWithNameGone, preciousChecked;
     bool standsStill;
+    bool isUnfit; ///< nothing is moved on a volume of this kind
     char volume[16];
     std::atomic<std::uint32_t> violationCount;
     char violations[64][200];
@@ -153,6 +156,8 @@ struct Arena {
     Fd outside;
     Fd vault; ///< sealed files, out of the way
     Fd data;  ///< the program's data folder
+    Fd trashFiles;
+    Fd trashInfo;
     Treasure near;
     Treasure far; ///< on the volume of the data folder, if that is another one
 

@@ -185,7 +185,7 @@ private:
             return;
         giveBack(attacker_, pool_, home.c_str(), folder, name);
         const Arena &arena = attacker_.arena;
-        std::vector<int> places = {arena.top.get(), arena.data.get()};
+        std::vector<int> places = {arena.top.get(), arena.data.get(), arena.trashFiles.get(), arena.trashInfo.get()};
         for (const Fd &work : arena.work)
             places.push_back(work.get());
         for (const int place : places) {
@@ -463,6 +463,10 @@ public:
         watch(arena.top.get(), {arena.top.get(), false, &arena.near});
         watch(arena.stage.get(), {arena.stage.get(), false, &arena.near});
         watch(arena.data.get(), {arena.data.get(), false, arena.far.pool ? &arena.far : &arena.near});
+        for (const Fd *folder : {&arena.trashFiles, &arena.trashInfo}) {
+            if (attacker.shared.attackTrash)
+                watch(folder->get(), {folder->get(), true, &arena.near});
+        }
     }
 
     void readEvents() {

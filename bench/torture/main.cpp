@@ -1,6 +1,6 @@
-// dustmere_torture [ATTEMPTS] [SEED]: the deletion under attack, half of the attempts with a cleaner that is killed.
-// Prints one line of JSON; what must not have happened goes to standard error, and then the exit code is 1.
-// 77 where no namespaces can be had.
+// dustmere_torture [ATTEMPTS] [SEED]: the deletion under attack, half of the attempts with a cleaner that is killed,
+// and a sixteenth as many moves to the Recycle Bin, likewise. Prints one line of JSON; what must not have happened goes
+// to standard error, and then the exit code is 1. 77 where no namespaces can be had.
 #include "torture/torture.h"
 
 #include <cstdio>
@@ -25,6 +25,7 @@ void add(Sum &sum, const TortureReport &report) {
     const std::pair<const char *, std::uint64_t> figures[] = {
         {"attempts", report.attempts},
         {"deleted", report.deleted},
+        {"moved", report.moved},
         {"skipped", report.skipped},
         {"errors", report.errors},
         {"locked_skipped", report.lockedSkipped},
@@ -55,29 +56,39 @@ std::string objectOf(const std::map<std::string, std::uint64_t> &numbers) {
     return text + '}';
 }
 
+void print(const TortureOptions &options, const TortureReport &report) {
+    const char *what = options.moves ? "moved" : options.dataElsewhere ? "data elsewhere" : "one volume";
+    for (const std::string &violation : report.violations)
+        std::fprintf(stderr, "%s, %s: %s\n", options.kill ? "killed" : "not killed", what, violation.c_str());
+    for (const std::string &operation : report.idle())
+        std::fprintf(stderr, "never succeeded: %s\n", operation.c_str());
+}
+
 /// 0, 1 where something was lost, 2 where the torture could not be done.
 int run(std::uint64_t attempts, std::uint64_t seed) {
+    const TortureOptions rounds[] = {
+        {.attempts = (attempts + 3) / 4},
+        {.attempts = (attempts + 3) / 4, .dataElsewhere = true},
+        {.attempts = (attempts + 3) / 4, .kill = true},
+        {.attempts = (attempts + 3) / 4, .kill = true, .dataElsewhere = true},
+        {.attempts = (attempts + 31) / 32, .moves = true, .attackTrash = true},
+        {.attempts = (attempts + 31) / 32, .kill = true, .moves = true},
+    };
     Sum sum;
     bool failed = false;
-    for (const bool kill : {false, true}) {
-        for (const bool dataElsewhere : {false, true}) {
-            const TortureReport report = runTorture({.attempts = (attempts + 3) / 4,
-                                                     .seed = seed++,
-                                                     .kill = kill,
-                                                     .dataElsewhere = dataElsewhere,
-                                                     .folder = std::filesystem::temp_directory_path()});
-            if (!report.unavailable.empty()) {
-                std::fprintf(stderr, "dustmere_torture: skipped: %s\n", report.unavailable.c_str());
+    for (TortureOptions options : rounds) {
+        options.seed = seed++;
+        options.folder = std::filesystem::temp_directory_path();
+        const TortureReport report = runTorture(options);
+        if (!report.unavailable.empty()) {
+            std::fprintf(stderr, "dustmere_torture: skipped: %s\n", report.unavailable.c_str());
+            if (!options.moves)
                 return skipped;
-            }
-            const char *where = dataElsewhere ? "data elsewhere" : "one volume";
-            for (const std::string &violation : report.violations)
-                std::fprintf(stderr, "%s, %s: %s\n", kill ? "killed" : "not killed", where, violation.c_str());
-            for (const std::string &operation : report.idle())
-                std::fprintf(stderr, "never succeeded: %s\n", operation.c_str());
-            failed = failed || !report.violations.empty() || !report.idle().empty();
-            add(sum, report);
+            continue;
         }
+        print(options, report);
+        failed = failed || !report.violations.empty() || !report.idle().empty();
+        add(sum, report);
     }
     std::printf("{\"phase\":\"torture\",\"volume\":\"%s\",\"figures\":%s,\"operations\":%s}\n", sum.volume.c_str(),
                 objectOf(sum.figures).c_str(), objectOf(sum.operations).c_str());

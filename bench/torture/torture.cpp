@@ -2,6 +2,7 @@
 
 #include "engine/cleaner.h"
 #include "engine/scanner.h"
+#include "large/recycle.h"
 #include "namespaces.h"
 #include "platform/linux/base_folders.h"
 #include "platform/linux/private_folder.h"
@@ -61,8 +62,8 @@ pid_t startProcess(Shared &shared, const char *name, const std::function<void()>
 
 // The cleaner.
 
-void publish(Shared &shared, const FileEntry &entry, std::uint32_t serial) {
-    const std::string path = platform::linuxPath(entry.path);
+void publish(Shared &shared, const WString &drivePath, std::uint32_t serial) {
+    const std::string path = platform::linuxPath(drivePath);
     const std::size_t slash = path.rfind('/');
     const std::string folder = path.substr(0, slash);
     const auto *known = std::find_if(workFolderNames.begin(), workFolderNames.end(),
@@ -75,36 +76,53 @@ void publish(Shared &shared, const FileEntry &entry, std::uint32_t serial) {
 }
 
 /// What the kernel calls a held file's name follows its renames.
-bool isLeftInPrivateFolder(const Fd &file) {
+bool isLeftIn(const Fd &file, const char *place) {
     char path[PATH_MAX];
     const ssize_t size =
         file ? readlink(("/proc/self/fd/" + std::to_string(file.get())).c_str(), path, sizeof path) : 0;
     const std::string_view name(path, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    return name.find("/.dustmere-") != name.npos && !name.ends_with(" (deleted)");
+    return name.find(place) != name.npos && !name.ends_with(" (deleted)");
+}
+
+/// The file of an entry that its user would choose.
+std::optional<std::uint32_t> choose(Shared &shared, std::uint64_t fileIndex) {
+    const std::optional<std::uint32_t> serial = shared.serialOf(fileIndex);
+    if (!serial) {
+        shared.violate("the scan offers what nobody made");
+        return std::nullopt;
+    }
+    const Kind kind = shared.states[*serial].kind;
+    const bool offered = kind == Kind::Deletable || kind == Kind::Pool || kind == Kind::Tree;
+    if (!offered && (!shared.moves || kind == Kind::Linked))
+        shared.violate("the scan offers a protected file: %u", *serial);
+    // A precious file that lies in the root at the moment of the scan is rightly offered. Its user does not choose it.
+    return kind == Kind::Deletable ? serial : std::nullopt;
+}
+
+/// However busy the machine is, the attackers get their share of each attempt.
+void waitForAttackers(const Shared &shared) {
+    while (shared.attempts >= shared.granted && !shared.stopCleaner)
+        sched_yield();
+}
+
+Fd holdByPath(const WString &path) {
+    return Fd(open(platform::linuxPath(path).c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
 }
 
 void tryToDelete(Shared &shared, const FileEntry &entry, const RootIdentity &root, bool skipLockedFiles) {
     static const std::atomic<bool> goOn = false;
-    const std::optional<std::uint32_t> serial = shared.serialOf(entry.fileIndex);
+    const std::optional<std::uint32_t> serial = choose(shared, entry.fileIndex);
     if (!serial)
-        return shared.violate("the scan offers what nobody made");
-    const Kind kind = shared.states[*serial].kind;
-    if (kind != Kind::Deletable && kind != Kind::Pool && kind != Kind::Tree)
-        shared.violate("the scan offers a protected file: %u", *serial);
-    // A precious file that lies in the root at the moment of the scan is rightly offered. Its user does not choose it.
-    if (kind != Kind::Deletable)
         return;
-    // However busy the machine is, the attackers get their share of each attempt.
-    while (shared.attempts >= shared.granted && !shared.stopCleaner)
-        sched_yield();
-    publish(shared, entry, *serial);
-    const Fd file(open(platform::linuxPath(entry.path).c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    waitForAttackers(shared);
+    publish(shared, entry.path, *serial);
+    const Fd file = holdByPath(entry.path);
     CleanResult result;
     deleteEntry(entry, root, true, goOn, result, {.skipLockedFiles = skipLockedFiles});
     if (result.filesDeleted == 1) {
         shared.states[*serial].deletedIn = shared.current.sequence.load();
         shared.states[*serial].flags |= deletedFlag;
-    } else if (isLeftInPrivateFolder(file)) {
+    } else if (isLeftIn(file, "/.dustmere-")) {
         shared.violate("kept, but not put back: %u, %s", *serial, shared.current.name);
     }
     ++shared.current.sequence;
@@ -120,20 +138,67 @@ void tryToDelete(Shared &shared, const FileEntry &entry, const RootIdentity &roo
     shared.retries += result.retries;
 }
 
-/// What the program does from its start to its end, over and over in between: scan, and delete what was found, under
-/// each policy in turn.
-void clean(Shared &shared) {
+/// While nobody else changes the trash, a file is there if and only if that is told. (Failed means that it may be.)
+void checkMoved(Shared &shared, std::uint32_t serial, const Fd &file, large::RecycleStatus status) {
+    if (isLeftIn(file, "/.dustmere-"))
+        shared.violate("kept, but not put back: %u, %s", serial, shared.current.name);
+    if (shared.attackTrash || !file || serialAt(shared, file.get()) != serial)
+        return;
+    const bool isTrashed = isLeftIn(file, "/Trash/files/");
+    if (status == large::RecycleStatus::Moved ? !isTrashed : isTrashed && status != large::RecycleStatus::Failed)
+        shared.violate("%s the trash: %u, %s", isTrashed ? "kept, but in" : "moved, but not in", serial,
+                       shared.current.name);
+}
+
+void tryToMove(Shared &shared, const large::LargeSearchResult &found, std::uint64_t index) {
     static const std::atomic<bool> goOn = false;
+    const large::LargeFileEntry &entry = found.entries[index];
+    const std::optional<std::uint32_t> serial = choose(shared, entry.fileIndex);
+    if (!serial)
+        return;
+    waitForAttackers(shared);
+    publish(shared, entry.path, *serial);
+    const Fd file = holdByPath(entry.path);
+    const large::RecycleResult result = large::moveToRecycleBin(found, {index}, goOn, {}, nullptr);
+    checkMoved(shared, *serial, file, result.outcomes.front().status);
+    ++shared.current.sequence;
+    if (result.moved + result.kept + result.errors != 1)
+        shared.violate("one attempt counts %d times", static_cast<int>(result.moved + result.kept + result.errors));
+    ++shared.attempts;
+    shared.moved += result.moved;
+    shared.skipped += result.kept;
+    shared.errors += result.errors;
+}
+
+/// One scan, and the deletion of what was found.
+void cleanOnce(Shared &shared, const WString &root, bool skipLockedFiles, const std::function<bool()> &isOver) {
+    static const std::atomic<bool> goOn = false;
+    const ScanResult scan = scanRoot(root, goOn);
+    for (const FileEntry &entry : scan.entries) {
+        if (isOver())
+            break;
+        tryToDelete(shared, entry, scan.roots.front(), skipLockedFiles);
+    }
+}
+
+/// One search, and the move of what was found.
+void moveOnce(Shared &shared, const WString &root, const std::function<bool()> &isOver) {
+    static const std::atomic<bool> goOn = false;
+    const large::LargeSearchResult found = large::searchLargeFiles({.root = root, .minBytes = 1}, goOn, {});
+    for (std::uint64_t index = 0; index < found.entries.size() && !isOver(); ++index)
+        tryToMove(shared, found, index);
+}
+
+/// What the program does from its start to its end, over and over in between; deletions under each policy in turn.
+void clean(Shared &shared) {
     platform::recoverPrivateFolders();
     const auto isOver = [&] { return shared.stopCleaner || shared.attempts >= shared.endOfLife; };
     const WString root = platform::drivePath(std::string(arenaPath) + "/stage/root");
     for (bool skipLockedFiles = true; !isOver(); skipLockedFiles = !skipLockedFiles) {
-        const ScanResult scan = scanRoot(root, goOn);
-        for (const FileEntry &entry : scan.entries) {
-            if (isOver())
-                break;
-            tryToDelete(shared, entry, scan.roots.front(), skipLockedFiles);
-        }
+        if (shared.moves)
+            moveOnce(shared, root, isOver);
+        else
+            cleanOnce(shared, root, skipLockedFiles, isOver);
     }
     platform::removePrivateFolders();
 }
@@ -168,7 +233,7 @@ void bury(Run &run) {
         return;
     ++shared.killsInDeletion;
     const std::uint32_t serial = shared.current.serial;
-    if (!shared.is(serial, deletedFlag))
+    if (!shared.is(serial, deletedFlag) && !shared.moves)
         shared.states[serial].flags |= excusedFlag;
 }
 
@@ -215,7 +280,7 @@ bool shouldKill(Run &run) {
 /// stands still for no reason.
 void live(Run &run) {
     Shared &shared = run.shared;
-    shared.endOfLife = run.options.kill ? UINT64_MAX : shared.attempts + attemptsOfLife;
+    shared.endOfLife = run.options.kill ? UINT64_MAX : shared.attempts + std::min(attemptsOfLife, run.options.attempts);
     const pid_t cleaner = startCleaner(run);
     std::uint64_t attempts = shared.attempts;
     auto moved = std::chrono::steady_clock::now();
@@ -254,7 +319,8 @@ bool goesOn(const Run &run) {
     const std::uint64_t attempts = run.shared.attempts;
     if (run.shared.standsStill)
         return false;
-    return attempts < run.options.attempts || (attempts < run.options.attempts * 3 && hasIdleOperation(run));
+    const bool waits = !run.options.moves && hasIdleOperation(run);
+    return attempts < run.options.attempts || (attempts < run.options.attempts * 3 && waits);
 }
 
 void torture(Run &run) {
@@ -325,7 +391,12 @@ void tortureInside(const TortureOptions &options, Shared &shared) {
     if (platform::baseFolders().dataHome != run.arena.dataHome)
         throw std::runtime_error("the base folders were looked up before");
     shared.killsCleaner = options.kill;
-    torture(run);
+    shared.moves = options.moves;
+    shared.attackTrash = options.attackTrash;
+    if (options.moves && GetDriveTypeW(platform::drivePath(arenaPath).substr(0, 3).c_str()) != DRIVE_FIXED)
+        shared.isUnfit = true;
+    else
+        torture(run);
 }
 
 /// Empty, or why there are no namespaces.
@@ -356,6 +427,8 @@ TortureReport reportOf(const Shared &shared) {
     report.volume = shared.volume;
     report.attempts = shared.attempts;
     report.deleted = shared.deleted;
+    report.moved = shared.moved;
+    report.moves = shared.moves;
     report.skipped = shared.skipped;
     report.errors = shared.errors;
     report.lockedSkipped = shared.lockedSkipped;
@@ -384,7 +457,7 @@ TortureReport reportOf(const Shared &shared) {
 std::vector<std::string> TortureReport::idle() const {
     std::vector<std::string> names;
     for (const auto &[name, count] : operations) {
-        if (count == 0)
+        if (count == 0 && !moves)
             names.push_back(name);
     }
     return names;
@@ -407,6 +480,8 @@ TortureReport runTorture(const TortureOptions &options) {
     TortureReport report = reportOf(*shared);
     if (!reason.empty())
         report.unavailable = reason;
+    else if (shared->isUnfit)
+        report.unavailable = "no fixed drive to move files on";
     else if (report.starts == 0 && report.violationCount == 0)
         report.violations.emplace_back("the torture did not start");
 

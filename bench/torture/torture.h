@@ -1,5 +1,6 @@
 // The deletion under attack: a cleaner process scans and deletes in a folder while other processes of the same user
-// change everything about it at full speed. In the end every file is accounted for.
+// change everything about it at full speed. In the end every file is accounted for. The same for the move to the
+// Recycle Bin, of which nothing at all may be missing in the end.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +15,9 @@ struct TortureOptions {
     std::uint64_t seed = 1;
     bool kill = false;          ///< the cleaner is killed at random moments and started again
     bool dataElsewhere = false; ///< its data folder is on another volume, and so the private folder among the files
-    std::string folder;         ///< where the files are made, on this disk; they are removed in the end
+    bool moves = false;         ///< it moves to the Recycle Bin instead of deleting
+    bool attackTrash = false;   ///< the trash is among what is watched and exchanged
+    std::string folder = {};    ///< where the files are made, on this disk; they are removed in the end
 };
 
 struct TortureReport {
@@ -22,11 +25,13 @@ struct TortureReport {
     std::string volume;      ///< the kind of file system under attack
     std::uint64_t attempts = 0;
     std::uint64_t deleted = 0;
+    std::uint64_t moved = 0; ///< to the Recycle Bin
     std::uint64_t skipped = 0;
     std::uint64_t errors = 0;
     std::uint64_t lockedSkipped = 0;
     std::uint64_t lockedErrors = 0;
     std::uint64_t retries = 0;
+    bool moves = false;
     std::uint64_t starts = 0;
     std::uint64_t stops = 0;             ///< the cleaner was held up for a moment,
     std::uint64_t stopsWithNameGone = 0; ///< when the file that it was at was not under its name
@@ -40,7 +45,8 @@ struct TortureReport {
     std::vector<std::string> violations;                           ///< the first of them, in words
     std::vector<std::pair<std::string, std::uint64_t>> operations; ///< of the attackers, that succeeded
 
-    /// The operations that never succeeded. A run with any proves less than it says.
+    /// The operations that never succeeded. A run with any proves less than it says. Moves are too slow, and so too
+    /// few, for each to have its success among them.
     std::vector<std::string> idle() const;
 };
 
