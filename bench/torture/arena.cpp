@@ -118,8 +118,8 @@ bool isInfo(const Record &record, int folder, const std::string &name) {
                                 : readWhole(folder, name.c_str()).starts_with("[Trash Info]");
 }
 
-/// The journal of a private folder: by its mode, or, if a recovery was killed after it had opened it, by its size, which
-/// no file of the arena has. Its process may have been killed while an attacker had exchanged it.
+/// The journal of a private folder: by its mode, or, if a recovery was killed after it had opened it, by its size,
+/// which no file of the arena has. Its process may have been killed while an attacker had exchanged it.
 bool isJournal(const Record &record) {
     return (record.stx_mode & 07777) == S_IWUSR || record.stx_size == 4096;
 }
