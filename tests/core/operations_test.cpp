@@ -3,40 +3,12 @@
 
 #include "data/history.h"
 #include "empty_machine.h"
+#include "failing_allocations.h"
 #include "i18n/language.h"
 #include "platform/linux/private_folder.h"
 #include "platform/linux/volumes.h"
 
 #include <gtest/gtest.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
-namespace {
-
-/// Counts down on every thread but the first; at 0 the next allocation there fails, once.
-std::atomic<long> allocationsUntilFailure = -1;
-thread_local bool isFirstThread = false;
-
-bool failsNow() {
-    return !isFirstThread && allocationsUntilFailure >= 0 && allocationsUntilFailure.fetch_sub(1) == 0;
-}
-
-} // namespace
-
-void *operator new(std::size_t size) {
-    void *memory = failsNow() ? nullptr : std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    return memory;
-}
-void operator delete(void *memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void *memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace dm {
 namespace {
@@ -92,7 +64,6 @@ struct Program {
     HWND largeWindow = nullptr;
 
     Program() {
-        isFirstThread = true;
         person = &user;
         setLanguage("en");
         OperationHost &host = operationHost();
@@ -126,7 +97,6 @@ struct Program {
     Program(const Program &) = delete;
     Program &operator=(const Program &) = delete;
     ~Program() {
-        allocationsUntilFailure = -1;
         if (IsWindow(operationHost().mainWindow))
             requestExit(true);
         run();
@@ -162,10 +132,25 @@ void inProgram(const std::function<void(Program &)> &body) {
     });
 }
 
+/// A disk of the empty machine's, with two files; false where none can be had.
+bool mountDisk() {
+    if (std::system("PATH=$PATH:/usr/sbin:/sbin; exec 2>/dev/null; mkdir /home/disk && truncate -s 16M /home/image && "
+                    "mkfs.ext4 -q /home/image && mount -o loop /home/image /home/disk") != 0)
+        return false;
+    makeFile("/home/disk/large", std::string(2 << 20, 'x'));
+    makeFile("/home/disk/small", "x");
+    platform::refreshVolumes();
+    operationHost().searchInput = [](HWND) {
+        return large::LargeSearchOptions{platform::drivePath("/home/disk"), 1 << 20, 100};
+    };
+    return true;
+}
+
 TEST(Operations, TheRoadOfACleanUp) {
     inProgram([](Program &program) {
         makeFile("/tmp/old", "12345");
         makeFile("/tmp/young", "1", std::chrono::hours(1));
+        makeFile("/home/user/.config/google-chrome/Default/Preferences");
         makeFile("/home/user/.cache/google-chrome/Default/Cache/data", "123");
         makeFile("/home/user/.local/share/Trash/files/gone", "1234");
         makeFile("/home/user/.local/share/Trash/info/gone.trashinfo",
@@ -212,6 +197,7 @@ TEST(Operations, AnythingButAYesEndsACleanUp) {
     for (const int no : {1, 2, 3}) {
         inProgram([no](Program &program) {
             makeFile("/tmp/old");
+            makeFile("/home/user/.config/google-chrome/Default/Preferences");
             makeFile("/home/user/.cache/google-chrome/Default/Cache/data");
             makeFile("/home/user/.local/share/Trash/files/gone");
             program.user.settings.closeBrowsers = true;
@@ -236,16 +222,12 @@ TEST(Operations, AnythingButAYesEndsACleanUp) {
 
 TEST(Operations, TheRoadOfASearchAndAMove) {
     inProgram([](Program &program) {
-        const std::string content(3 << 20, 'x');
-        makeFile("/home/user/large", content);
-        makeFile("/home/user/small", "x");
         OperationState &state = operationState();
         OperationHost &host = operationHost();
         startLargeSearch(program.largeWindow);
         EXPECT_FALSE(state.busy) << "the window gave no input";
-        host.searchInput = [](HWND) {
-            return large::LargeSearchOptions{platform::drivePath("/home/user"), 1 << 20, 100};
-        };
+        if (!mountDisk())
+            GTEST_SKIP() << "No file system can be mounted here.";
         startLargeSearch(program.largeWindow);
         EXPECT_EQ(state.ownerWindow, program.largeWindow);
         program.run();
@@ -259,7 +241,8 @@ TEST(Operations, TheRoadOfASearchAndAMove) {
         EXPECT_EQ(state.total, 1U);
         program.run();
         ASSERT_EQ(program.user.moves.size(), 1U);
-        EXPECT_EQ(program.user.moves[0].moved + program.user.moves[0].kept, 1U);
+        EXPECT_EQ(program.user.moves[0].moved, 1U);
+        EXPECT_FALSE(std::filesystem::exists("/home/disk/large"));
         EXPECT_FALSE(IsWindow(program.largeWindow));
         EXPECT_TRUE(program.user.notices.empty()) << "the window that asked is gone";
         EXPECT_EQ(count(history(), "@DM-HISTORY-1\t"), 2U);
@@ -310,16 +293,19 @@ TEST(Operations, ACloseAtAnyMoment) {
         bool force;
         int answer;
         bool duringDialog;
+        bool cancelled;
         bool closes;
         std::size_t questions;
     } table[] = {
-        {"idle", false, false, IDNO, false, true, 0},
-        {"busy, yes", true, false, IDYES, false, true, 1},
-        {"busy, no", true, false, IDNO, false, false, 1},
-        {"busy, forced", true, true, IDNO, false, true, 0},
-        {"idle, in a dialog", false, false, IDNO, true, true, 0},
-        {"busy, in a dialog, no", true, false, IDNO, true, false, 1},
-        {"busy, in a dialog, forced", true, true, IDNO, true, true, 0},
+        {"idle", false, false, IDNO, false, false, true, 0},
+        {"busy, yes", true, false, IDYES, false, false, true, 1},
+        {"busy, no", true, false, IDNO, false, false, false, 1},
+        {"busy, forced", true, true, IDNO, false, false, true, 0},
+        {"cancelled, yes", true, false, IDYES, false, true, true, 1},
+        {"cancelled, no", true, false, IDNO, false, true, false, 1},
+        {"idle, in a dialog", false, false, IDNO, true, false, true, 0},
+        {"busy, in a dialog, no", true, false, IDNO, true, false, false, 1},
+        {"busy, in a dialog, forced", true, true, IDNO, true, false, true, 0},
     };
     for (const auto &row : table) {
         SCOPED_TRACE(row.name);
@@ -333,10 +319,13 @@ TEST(Operations, ACloseAtAnyMoment) {
             };
             if (row.busy)
                 startScan();
+            if (row.cancelled)
+                cancelOperation();
             if (row.duringDialog)
                 state.modalDepth = 1;
             requestExit(row.force);
-            EXPECT_EQ(state.closeDeferred, row.duringDialog);
+            const bool askedTwice = row.questions == 1 && row.closes;
+            EXPECT_EQ(state.closeDeferred, row.duringDialog || askedTwice);
             if (row.duringDialog) {
                 EXPECT_TRUE(IsWindow(window));
                 state.modalDepth = 0;
@@ -398,9 +387,9 @@ void failEverywhere(const std::function<void()> &prepare, const std::function<vo
     long number = 0;
     for (bool failed = true; failed; number += 1 + number / 8) {
         prepare();
-        allocationsUntilFailure = number;
+        test::failAllocationAfter(number);
         run();
-        failed = allocationsUntilFailure.exchange(-1) < 0;
+        failed = test::hasFailed();
         ASSERT_FALSE(operationState().busy);
         ASSERT_FALSE(operationState().worker.joinable());
     }
@@ -411,10 +400,8 @@ TEST(Operations, AWorkerThatThrowsAnywhereEndsItsOperation) {
     inProgram([](Program &program) {
         OperationState &state = operationState();
         program.user.selection = {true, true, false};
-        makeFile("/home/user/large", std::string(2 << 20, 'x'));
-        operationHost().searchInput = [](HWND) {
-            return large::LargeSearchOptions{platform::drivePath("/home/user"), 1 << 20, 100};
-        };
+        if (!mountDisk())
+            GTEST_SKIP() << "No file system can be mounted here.";
         const auto scan = [&] {
             makeFile("/tmp/folder/old");
             startScan();
@@ -429,6 +416,19 @@ TEST(Operations, AWorkerThatThrowsAnywhereEndsItsOperation) {
                        });
         EXPECT_EQ(program.user.searches.front().errorText, W("Не удалось завершить поиск."));
         EXPECT_EQ(program.user.searches.back().entries.size(), 1U);
+        operationHost().recycleInput = [](HWND) { return RecycleInput{person->searches.back(), {0}}; };
+        const auto bringBack = [] {
+            std::filesystem::remove_all("/home/disk/.Trash-" + std::to_string(geteuid()));
+            makeFile("/home/disk/large", std::string(2 << 20, 'x'));
+        };
+        failEverywhere(bringBack, [&] {
+            startLargeSearch(program.largeWindow);
+            program.run();
+            recycleLarge(program.largeWindow);
+            program.run();
+        });
+        EXPECT_EQ(program.user.moves.front().errors, 1U);
+        EXPECT_EQ(program.user.moves.back().moved, 1U);
         failEverywhere(scan, [&] {
             startClean();
             program.run();
