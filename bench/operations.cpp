@@ -75,11 +75,18 @@ void search(const WString &folder, const ProgressReport &report) {
         .print(stopwatch);
 }
 
+/// As a clean-up does it, which itself works on the fixed places alone.
 void clean(const ScanResult &scanned, const ProgressReport &report) {
     const Stopwatch stopwatch;
     CleanResult result;
-    const std::uint64_t reports =
-        runWorker([&] { result = cleanSelected(scanned, {.temp = true}, neverCancelled, report, {}); });
+    const std::uint64_t reports = runWorker([&] {
+        std::uint64_t done = 0;
+        for (const FileEntry &entry : scanned.entries) {
+            if (report)
+                report(entry.path, done++, scanned.entries.size());
+            deleteEntry(entry, scanned.roots.front(), true, neverCancelled, result, {});
+        }
+    });
     Line("operation-clean")
         .add("files_deleted", result.filesDeleted)
         .add("skipped", result.skipped)
