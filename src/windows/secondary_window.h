@@ -1,5 +1,5 @@
-// What the preview, the history and the large-files window have in common: the left column, the virtual list with its
-// drawn header, fonts and colours.
+// What the preview, the history and the large-files window have in common: class, size, fonts and colours, and the left
+// column.
 #pragma once
 
 #include "platform/text.h"
@@ -7,55 +7,51 @@
 #include "ui/canvas.h"
 
 #include <functional>
-#include <span>
 
 namespace dm {
 
-/// Registers a window class of the program, once: its icon, the arrow, no background.
+/// Registers a window class of the program: its icon, the arrow, no background. Again is no error.
 void registerWindowClass(const WChar *name, WNDPROC procedure);
 /// The window's own dots per inch, divided by 96.
 float windowScale(HWND window);
+/// The work area of the monitor that holds the window.
+RECT workAreaOf(HWND window);
 /// The program's icon, large and small.
 void setWindowIcons(HWND window);
-/// Makes the outer size of the window that of so many DIPs, within its work area.
+
+/// Gives the window an outer size in DIPs, within its work area.
 void setOuterSize(HWND window, float width, float height, float scale);
 /// Takes over the rectangle that WM_DPICHANGED suggests, within the work area.
 void takeSuggestedRect(HWND window, LPARAM lParam);
-/// Answers WM_GETMINMAXINFO with so many DIPs, or the work area where that is less.
+/// Answers WM_GETMINMAXINFO with a size in DIPs, or with what fits the work area where that is less.
 void setLeastSize(HWND window, LPARAM lParam, float width, float height, float scale);
 
-/// A font of 14 DIPs for lists and fields, in the current interface font. Null where the system cannot make it.
-HFONT makeWindowFont(float scale);
+/// Answers WM_NCCREATE: keeps the record that the window was created with.
+void keepCreateParameter(HWND window, LPARAM lParam);
 
-/// Writes from right to left where the language is, and mirrors the window where `layout` is set.
-void applyReadingDirection(HWND window, bool layout);
+/// Makes the font of lists, fields and buttons anew for the scale and the language, hands it out, and deletes the old
+/// one. Where the system cannot make it the old one stays.
+void renewFont(HFONT &font, float scale, const std::function<void(HFONT font)> &handOut);
+/// Sets the extended styles on the control where the language is written from right to left, clears them otherwise.
+void applyReadingDirection(HWND control, LONG_PTR styles);
 
-/// A virtual list that asks its parent for texts, themed.
-HWND createList(HWND parent, int id);
-/// Widths in pixels.
-void addListColumn(HWND list, int column, int width);
-/// Widths after a change of scale.
-void scaleListColumns(HWND list, int columns, float factor);
-void setColumnTitle(HWND list, int column, const WString &title);
-/// Font, colours and direction of a list and its header.
-void applyListLook(HWND list, HFONT font);
-/// Clears the selection and the focus of all rows.
-void clearListSelection(HWND list);
-/// Draws the header of a list in answer to NM_CUSTOMDRAW; one buffer for each column.
-LRESULT drawListHeader(const NMCUSTOMDRAW &draw, std::span<ui::BackBuffer> buffers, float scale);
-
-/// Sets the colours of a child control that shows text; gives the brush for the message.
+/// Sets the colours of a child control that shows text; gives the brush for the answer.
 LRESULT answerControlColor(HDC dc, ui::Argb background, ui::Argb text, HBRUSH brush);
 
-/// Paints the body; the size of the client area in DIPs.
+/// Paints a window's body; the size of the client area in DIPs.
 using PaintBody = std::function<void(ui::Canvas &canvas, float width, float height)>;
-/// Answers WM_PAINT: left column, body, and the copy to the screen.
+/// Answers WM_PAINT: the left column, the body, and the copy to the screen.
 void paintSecondaryWindow(HWND window, ui::BackBuffer &buffer, float scale, const PaintBody &paintBody);
+/// The window's ground, the left column with the program's name, and the body, in the whole buffer.
+void paintIntoBuffer(const ui::BackBuffer &buffer, float scale, const PaintBody &paintBody);
 
-/// The window's background and its left column with the program's name; height in pixels of the buffer.
-void paintLeftColumn(ui::Canvas &canvas, const ui::BackBuffer &buffer, float scale);
-/// The tile in the left column that names the window.
+/// The tile in the left column that names the window, with its glyph.
 void paintSectionTile(ui::Canvas &canvas, int glyph, float glyphY, const WString &title);
+/// Small text under the tile.
+void paintSectionNote(ui::Canvas &canvas, const WString &text, float height, float size);
+/// The window's heading, and the line under it.
+void paintHeading(ui::Canvas &canvas, const WString &text, float width, float height);
+void paintSubheading(ui::Canvas &canvas, const WString &text, float y, float width, float height);
 /// The panel behind a list or a field.
 void paintPanel(ui::Canvas &canvas, float x, float y, float width, float height);
 
