@@ -5,10 +5,9 @@
 
 namespace dm {
 
-// Timers of the main window.
+// Timers of the main window, beside that of the animation.
 inline constexpr UINT_PTR drivesTimer = 1;
 inline constexpr UINT_PTR smokeTimer = 2;
-inline constexpr UINT_PTR animationTimer = 3;
 inline constexpr UINT_PTR notifyRetryTimer = 4;
 
 /// The size in pixels at which the window opens, for the scale of the desktop.
@@ -20,14 +19,14 @@ bool registerMainWindow();
 HWND createMainWindow(SIZE size);
 LRESULT CALLBACK mainWindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
-/// What a control of the main window does, by its id; other ids lay the window out anew.
-void handleCommand(int id);
 /// Reads the drives anew.
 void refreshDrives();
 /// Sends WM_APP_REFRESH to all other windows, and makes the widget what the settings say.
 void refreshAllWindows();
 /// Visible, not minimised and not hidden in the notification area.
 bool isMainWindowShowing();
+/// Paints the window and its controls at once, if they can be seen.
+void paintMainWindowNow();
 /// Stores the settings; where that fails, the result line tells so, and the settings in memory stay.
 void storeSettings();
 
