@@ -12,6 +12,8 @@
 #include <windows.h>
 
 #include <objbase.h>
+
+#include <gdiplus.h>
 #include <shellapi.h>
 #include <sherrors.h>
 #include <shlobj.h>
@@ -33,6 +35,8 @@
 #else
 #include "platform/linux/win32_base.h"
 #include "platform/linux/win32_files.h"
+#include "platform/linux/win32_gdi.h"
+#include "platform/linux/win32_gdiplus.h"
 #include "platform/linux/win32_locale.h"
 #include "platform/linux/win32_messages.h"
 #include "platform/linux/win32_processes.h"

@@ -51,6 +51,35 @@ struct HINSTANCE__;
 using HINSTANCE = HINSTANCE__ *;
 struct HWND__;
 using HWND = HWND__ *;
+struct HDC__;
+using HDC = HDC__ *;
+struct HBITMAP__;
+using HBITMAP = HBITMAP__ *;
+struct HBRUSH__;
+using HBRUSH = HBRUSH__ *;
+struct HFONT__;
+using HFONT = HFONT__ *;
+struct HPEN__;
+using HPEN = HPEN__ *;
+using HGDIOBJ = void *;
+using COLORREF = DWORD;
+
+struct POINT {
+    LONG x;
+    LONG y;
+};
+
+struct SIZE {
+    LONG cx;
+    LONG cy;
+};
+
+struct RECT {
+    LONG left;
+    LONG top;
+    LONG right;
+    LONG bottom;
+};
 
 struct FILETIME {
     DWORD dwLowDateTime;

@@ -28,17 +28,10 @@
 
 struct HICON__;
 using HICON = HICON__ *;
-struct HBRUSH__;
-using HBRUSH = HBRUSH__ *;
 struct HMENU__;
 using HMENU = HMENU__ *;
 using HCURSOR = HICON;
 using ATOM = WORD;
-
-struct POINT {
-    LONG x;
-    LONG y;
-};
 
 struct MSG {
     HWND hwnd;
