@@ -210,6 +210,13 @@ void fillRect(HDC dc, const RECT &rect, Argb color) {
     SetDCBrushColor(dc, old);
 }
 
+void copyBuffer(HDC dc, const BackBuffer &buffer, const RECT &part) {
+    if (buffer.dc != nullptr) {
+        BitBlt(dc, part.left, part.top, part.right - part.left, part.bottom - part.top, buffer.dc, part.left, part.top,
+               SRCCOPY);
+    }
+}
+
 void copyBackdrop(const BackBuffer &child, const BackBuffer &parent, const RECT &rectInParent, Argb fallbackColor) {
     fillRect(child.dc, {0, 0, child.width, child.height}, fallbackColor);
     GdiFlush();
@@ -373,11 +380,7 @@ void paintMainWindow() {
     PAINTSTRUCT paint = {};
     HDC dc = BeginPaint(mainView.window, &paint);
     renderMainBuffer();
-    const RECT &invalid = paint.rcPaint;
-    if (mainBuffer.dc != nullptr) {
-        BitBlt(dc, invalid.left, invalid.top, invalid.right - invalid.left, invalid.bottom - invalid.top, mainBuffer.dc,
-               invalid.left, invalid.top, SRCCOPY);
-    }
+    copyBuffer(dc, mainBuffer, paint.rcPaint);
     EndPaint(mainView.window, &paint);
 }
 

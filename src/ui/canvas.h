@@ -28,6 +28,8 @@ bool ensureBackBuffer(BackBuffer &buffer, int width, int height);
 void releaseBackBuffer(BackBuffer &buffer);
 /// Fills `child` with what lies under it in `parent`, and with the colour where that has nothing.
 void copyBackdrop(const BackBuffer &child, const BackBuffer &parent, const RECT &rectInParent, Argb fallbackColor);
+/// Copies a part of the buffer to the same place of a window.
+void copyBuffer(HDC dc, const BackBuffer &buffer, const RECT &part);
 /// Fills a rectangle of pixels.
 void fillRect(HDC dc, const RECT &rect, Argb color);
 

@@ -1,4 +1,4 @@
-#include "scene.h"
+#include "canvas/scene.h"
 
 #include "i18n/language.h"
 

@@ -1,7 +1,7 @@
 // Draws everything that the program draws with into PNG sheets, to be looked at.
+#include "canvas/scene.h"
 #include "i18n/language.h"
 #include "platform/linux/window/drawing_objects.h"
-#include "scene.h"
 #include "ui/canvas.h"
 #include "ui/main_view.h"
 
@@ -200,7 +200,7 @@ void paintLanguage(HDC dc, float scale, float x, float y, const LanguageChoice &
     text(W("Понятная очистка: сначала анализ, затем выбор"), 24, 84, 360, 35, 16, false, Alignment::Leading, false,
          true);
     text(W("Приложение находит временные файлы старше 24 часов, кэш Chrome, Edge и Firefox,\nа также содержимое "
-           "корзины. Анализ ничего не удаляет."),
+           "корзины. При анализе ничего не удаляется."),
          24, 122, 400, 90, 16, false, Alignment::Leading, false, false);
     ui::fillRoundRect(canvas, x + 440, y + 30, 176, 46, 11, palette.accentColor, palette.accentColor, 1);
     ui::queueText(W("Переместить выбранное в корзину"), x + 452, y + 31, 152, 44, 14, palette.onAccent, true,
