@@ -42,6 +42,7 @@
 #include "platform/linux/win32_files.h"
 #include "platform/linux/win32_gdi.h"
 #include "platform/linux/win32_gdiplus.h"
+#include "platform/linux/win32_local.h"
 #include "platform/linux/win32_locale.h"
 #include "platform/linux/win32_messages.h"
 #include "platform/linux/win32_processes.h"

@@ -4,9 +4,11 @@
 
 #include <QFontDatabase>
 #include <QFontMetricsF>
+#include <QLoggingCategory>
 
 #include <algorithm>
 #include <cmath>
+#include <mutex>
 
 namespace dm::platform {
 
@@ -50,6 +52,12 @@ Font startFont() {
     QFont font(familiesFor("Segoe UI"));
     font.setPixelSize(12);
     return measured(std::move(font));
+}
+
+/// Where a family does not have a script, Qt says so on the way to the next family of the list.
+void silenceNotes() {
+    static std::once_flag once;
+    std::call_once(once, [] { QLoggingCategory::setFilterRules(QStringLiteral("qt.text.font.db.info=false")); });
 }
 
 QFont::StyleStrategy strategyFor(DWORD quality) {
@@ -111,6 +119,7 @@ HFONT WINAPI CreateFontW(int height, int width, int escapement, int orientation,
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
+    silenceNotes();
     QFont font(familiesFor(QString::fromUtf16(family)));
     font.setPixelSize(-height);
     font.setWeight(static_cast<QFont::Weight>(weight == 0 ? FW_NORMAL : weight));
