@@ -43,7 +43,10 @@ inline constexpr int language = 180;
 
 enum class ControlKind { Plain, Primary, Navigation, CategoryRow, Toggle, Segment, Swatch, Slider, LanguageList };
 
+/// Of a control with one of these ids.
 ControlKind controlKind(int id);
+/// A source text of the catalogue.
+const WChar *controlLabel(int id);
 
 /// How a control stands to the pointer and the keys, with the levels (0 to 1) that follow it in the animation.
 struct ControlState {
@@ -70,6 +73,8 @@ WString windowText(HWND window);
 void setTextIfChanged(HWND window, const WString &text);
 /// Puts the labels in the current language on the controls.
 void retranslateControls();
+/// The height of its field and of its items.
+void setLanguageListHeights();
 /// Fills the list in the current language and selects the language setting.
 void fillLanguageList();
 
@@ -79,12 +84,24 @@ bool isToggleOn(int id);
 bool isCategorySelected(int id);
 /// Whether the setting has the value that a segment or swatch stands for.
 bool isChosen(int id);
-/// Bytes that the last scan found in the category of a row.
+/// The accent of a swatch.
+const Accent &accentOf(int id);
+/// Bytes that the last scan found in the category of a row, in all categories, and in the selected ones.
 std::uint64_t categoryBytes(int id);
-/// Bytes in all selected categories.
+std::uint64_t foundBytes();
 std::uint64_t selectedBytes();
-/// What a screen reader says of a control whose text tells its state; empty for one that keeps its label.
+/// The window text, and so what a screen reader says, of a control with a state; empty for one that keeps its label.
 WString spokenText(int id);
+
+struct ControlColors {
+    Argb fill;
+    Argb border; ///< 0 for none
+    Argb text;
+};
+
+/// Of an enabled control; `active` for the current page and what is selected or chosen. Levels 0 to 1.
+ControlColors controlColors(int id, bool active, float hover, float press);
+ControlColors disabledColors();
 
 /// Answers WM_DRAWITEM.
 void paintOwnerDrawControl(const DRAWITEMSTRUCT &item);
