@@ -45,6 +45,7 @@
 #include "platform/linux/win32_local.h"
 #include "platform/linux/win32_locale.h"
 #include "platform/linux/win32_messages.h"
+#include "platform/linux/win32_notify.h"
 #include "platform/linux/win32_processes.h"
 #include "platform/linux/win32_protect.h"
 #include "platform/linux/win32_shell.h"

@@ -56,6 +56,7 @@ HMONITOR WINAPI MonitorFromWindow(HWND window, DWORD flags);
 HMONITOR WINAPI MonitorFromRect(const RECT *rect, DWORD flags);
 BOOL WINAPI GetMonitorInfoW(HMONITOR monitor, MONITORINFO *info);
 
+#define USER_DEFAULT_SCREEN_DPI 96
 #define LOGPIXELSX 88
 /// The screen's device context, which is only good to be asked.
 HDC WINAPI GetDC(HWND window);
