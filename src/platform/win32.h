@@ -42,7 +42,6 @@
 #include "platform/linux/win32_files.h"
 #include "platform/linux/win32_gdi.h"
 #include "platform/linux/win32_gdiplus.h"
-#include "platform/linux/win32_local.h"
 #include "platform/linux/win32_locale.h"
 #include "platform/linux/win32_messages.h"
 #include "platform/linux/win32_processes.h"

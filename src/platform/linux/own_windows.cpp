@@ -26,7 +26,7 @@ std::map<WString, WindowClass> &windowClasses() {
 
 WString foldedName(LPCWSTR name) {
     WString folded(name);
-    std::transform(folded.begin(), folded.end(), folded.begin(), towlower);
+    std::transform(folded.begin(), folded.end(), folded.begin(), [](WChar unit) { return towlower(unit); });
     return folded;
 }
 
