@@ -26,8 +26,7 @@ std::map<WString, WindowClass> &windowClasses() {
 
 WString foldedName(LPCWSTR name) {
     WString folded(name);
-    std::transform(folded.begin(), folded.end(), folded.begin(),
-                   [](WCHAR unit) { return towlower(unit); });
+    std::transform(folded.begin(), folded.end(), folded.begin(), [](WChar unit) { return towlower(unit); });
     return folded;
 }
 

@@ -71,7 +71,7 @@ BOOL WINAPI SetProcessDPIAware();
 
 #define LOAD_LIBRARY_SEARCH_SYSTEM32 0x00000800
 using HMODULE = HINSTANCE;
-using FARPROC = std::intptr_t(WINAPI *)();
+using FARPROC = INT_PTR(WINAPI *)();
 
 /// "user32.dll" and "dwmapi.dll", which are always there; null with ERROR_MOD_NOT_FOUND for any other.
 HMODULE WINAPI GetModuleHandleW(LPCWSTR name);

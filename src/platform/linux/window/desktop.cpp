@@ -95,7 +95,7 @@ BOOL WINAPI SystemParametersInfoW(UINT action, UINT, PVOID value, UINT) {
     case SPI_GETFONTSMOOTHING:
         return give(value, BOOL{settings.smoothFonts});
     case SPI_GETFONTSMOOTHINGTYPE:
-        return give(value, UINT{settings.subpixelFonts ? FE_FONTSMOOTHINGCLEARTYPE : FE_FONTSMOOTHINGSTANDARD});
+        return give(value, settings.subpixelFonts ? UINT{FE_FONTSMOOTHINGCLEARTYPE} : UINT{FE_FONTSMOOTHINGSTANDARD});
     default:
         return fail(ERROR_INVALID_PARAMETER);
     }
@@ -196,18 +196,23 @@ HRESULT WINAPI dwmSetWindowAttribute(HWND window, DWORD attribute, LPCVOID value
     return S_OK;
 }
 
+template <typename Function>
+FARPROC exported(Function *function) {
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void *>(function));
+}
+
 /// A module is what its functions are looked up in.
 struct Export {
     const char *name;
     FARPROC function;
 };
 const Export userFunctions[] = {
-    {"SetProcessDpiAwarenessContext", reinterpret_cast<FARPROC>(&setProcessDpiAwarenessContext)},
-    {"GetDpiForWindow", reinterpret_cast<FARPROC>(&getDpiForWindow)},
+    {"SetProcessDpiAwarenessContext", exported(&setProcessDpiAwarenessContext)},
+    {"GetDpiForWindow", exported(&getDpiForWindow)},
     {nullptr, nullptr},
 };
 const Export desktopFunctions[] = {
-    {"DwmSetWindowAttribute", reinterpret_cast<FARPROC>(&dwmSetWindowAttribute)},
+    {"DwmSetWindowAttribute", exported(&dwmSetWindowAttribute)},
     {nullptr, nullptr},
 };
 

@@ -151,7 +151,7 @@ WString wideOf(const QString &text) {
 }
 
 QString textOf(WStringView text) {
-    return {reinterpret_cast<const QChar *>(text.data()), static_cast<qsizetype>(text.size())};
+    return QString(reinterpret_cast<const QChar *>(text.data()), static_cast<qsizetype>(text.size()));
 }
 
 QRect rectOf(const RECT &rect) {

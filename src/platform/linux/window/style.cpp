@@ -2,12 +2,21 @@
 
 #include <QProxyStyle>
 #include <QStyleFactory>
+#include <QWidget>
 
 namespace dm::platform {
 namespace {
 
 class Style final : public QProxyStyle {
 public:
+    int pixelMetric(PixelMetric metric, const QStyleOption *option, const QWidget *widget) const override {
+        // Programs paint the knob of a slider as large as the system's is.
+        constexpr int knob = 20; // at 96 dots per inch
+        if ((metric == PM_SliderLength || metric == PM_SliderThickness) && widget != nullptr)
+            return knob * widget->logicalDpiX() / 96;
+        return QProxyStyle::pixelMetric(metric, option, widget);
+    }
+
     Style() : QProxyStyle(QStyleFactory::create("Fusion")) {}
 
     int styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
