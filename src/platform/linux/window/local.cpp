@@ -1,5 +1,14 @@
 // Stands in for the windows' side of the layer: a system without settings, and windows that are never painted.
 #include "platform/linux/win32_local.h"
+#include "platform/linux/window/application.h"
+
+QApplication &dm::platform::application() {
+    static int count = 1;
+    static char name[] = "dustmere";
+    static char *arguments[] = {name, nullptr};
+    static QApplication application(count, arguments);
+    return application;
+}
 
 BOOL WINAPI SystemParametersInfoW(UINT, UINT, PVOID, UINT) {
     return FALSE;
