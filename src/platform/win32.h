@@ -10,7 +10,9 @@
 #define NOMINMAX
 #endif
 #include <windows.h>
+#include <windowsx.h>
 
+#include <commctrl.h>
 #include <objbase.h>
 
 #include <gdiplus.h>
@@ -34,10 +36,12 @@
 #endif
 #else
 #include "platform/linux/win32_base.h"
+#include "platform/linux/win32_controls.h"
+#include "platform/linux/win32_desktop.h"
+#include "platform/linux/win32_dialogs.h"
 #include "platform/linux/win32_files.h"
 #include "platform/linux/win32_gdi.h"
 #include "platform/linux/win32_gdiplus.h"
-#include "platform/linux/win32_local.h"
 #include "platform/linux/win32_locale.h"
 #include "platform/linux/win32_messages.h"
 #include "platform/linux/win32_processes.h"
