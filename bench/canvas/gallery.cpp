@@ -5,7 +5,6 @@
 #include "ui/canvas.h"
 #include "ui/main_view.h"
 
-#include <QApplication>
 
 #include <algorithm>
 #include <cmath>
@@ -279,7 +278,6 @@ int main(int argc, char **argv) {
     }
     dm::bench::folder = argv[1];
     try {
-        const QApplication application(argc, argv);
         dm::bench::makeGallery();
     } catch (const std::exception &error) {
         std::fprintf(stderr, "dustmere_gallery: %s\n", error.what());

@@ -7,7 +7,6 @@
 #include "platform/linux/window/fonts.h"
 #include "ui/main_view.h"
 
-#include <QApplication>
 #include <QPaintDevice>
 #include <QPaintEngine>
 #include <QPainter>
@@ -222,9 +221,8 @@ void measure() {
 
 } // namespace dm::bench
 
-int main(int argc, char **argv) {
+int main() {
     try {
-        const QApplication application(argc, argv);
         dm::bench::measure();
     } catch (const std::exception &error) {
         std::fprintf(stderr, "dustmere_canvas_bench: %s\n", error.what());

@@ -5,6 +5,7 @@
 #include "platform/win32.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <numeric>
 #include <span>
@@ -15,14 +16,19 @@ namespace {
 
 constexpr std::uint64_t greatestMinimumSize = 1'048'576;
 
-/// An entry with the part of its path that tells it from the others of its run, packed so that numbers compare as the
-/// units do.
+/// An entry with its path at hand, and the part of it that tells it from the others of its run, packed so that numbers
+/// compare as the units do.
 struct Row {
     std::uint64_t key = 0;
+    WStringView path;
     std::uint64_t entry = 0;
 };
 
-constexpr std::size_t unitsInKey = sizeof(Row::key) / sizeof(std::uint16_t);
+constexpr std::size_t unitsInKey = sizeof(Row::key) / sizeof(WChar);
+
+bool hasSmallerKey(const Row &one, const Row &other) {
+    return one.key < other.key;
+}
 
 enum class Case { Folded, Exact };
 
@@ -33,8 +39,8 @@ struct Run {
     Case compares = Case::Folded;
 };
 
-std::uint16_t folded(WChar unit, Case compares) {
-    return static_cast<std::uint16_t>(compares == Case::Folded ? towlower(unit) : unit);
+WChar folded(WChar unit, Case compares) {
+    return compares == Case::Folded ? static_cast<WChar>(towlower(unit)) : unit;
 }
 
 /// The units from the depth on; what lies behind the end is 0, which no path holds.
@@ -45,23 +51,31 @@ std::uint64_t keyAt(WStringView path, std::size_t depth, Case compares) {
     return key;
 }
 
-/// How many units from the depth on two paths have alike.
-std::size_t commonUnits(WStringView one, WStringView other, std::size_t depth, std::size_t most, Case compares) {
-    most = std::min({most, one.size() - depth, other.size() - depth});
-    std::size_t alike = 0;
-    while (alike < most && (one[depth + alike] == other[depth + alike] ||
-                            folded(one[depth + alike], compares) == folded(other[depth + alike], compares)))
-        ++alike;
-    return alike;
+/// Whether the same number of units as in a key is the same in both, case included.
+bool isSameKey(WStringView one, WStringView other, std::size_t at) {
+    return std::memcmp(one.data() + at, other.data() + at, sizeof(Row::key)) == 0;
 }
 
+/// Up to where two paths have the same units, from the depth on and no further than the end.
+std::size_t commonEnd(WStringView one, WStringView other, std::size_t depth, std::size_t end, Case compares) {
+    end = std::min({end, one.size(), other.size()});
+    std::size_t at = depth;
+    while (at < end) {
+        if (at + unitsInKey <= end && isSameKey(one, other, at))
+            at += unitsInKey;
+        else if (one[at] == other[at] || folded(one[at], compares) == folded(other[at], compares))
+            ++at;
+        else
+            break;
+    }
+    return at;
+}
+
+/// Sorts rows by their paths. Units that a whole run has alike are looked at once, and then four at a time: paths of
+/// one tree are long and differ late. The runs still to be sorted are a list, since a call for each would go as deep as
+/// a path is long.
 class PathSorter {
 public:
-    explicit PathSorter(const std::vector<large::LargeFileEntry> &entries) : entries_(entries) {}
-
-    /// Units that a whole run has alike are looked at once, and the rest four at a time: paths of one tree are long
-    /// and differ late. The runs still to be sorted are a list, since a call for each would go as deep as a path is
-    /// long.
     void sort(std::span<Row> rows, Case compares) {
         runs_.push_back({rows, 0, compares});
         while (!runs_.empty()) {
@@ -69,24 +83,19 @@ public:
             runs_.pop_back();
             skipCommonUnits(run);
             for (Row &row : run.rows)
-                row.key = keyAt(pathOf(row), run.depth, run.compares);
-            std::sort(run.rows.begin(), run.rows.end(), [](const Row &a, const Row &b) { return a.key < b.key; });
+                row.key = keyAt(row.path, run.depth, run.compares);
+            std::sort(run.rows.begin(), run.rows.end(), hasSmallerKey);
             addRunsOfEqualKeys(run);
         }
     }
 
 private:
-    WStringView pathOf(const Row &row) const { return entries_[row.entry].path; }
-
-    void skipCommonUnits(Run &run) const {
-        const WStringView first = pathOf(run.rows.front());
-        std::size_t alike = std::numeric_limits<std::size_t>::max();
-        for (const Row &row : run.rows.subspan(1)) {
-            alike = commonUnits(first, pathOf(row), run.depth, alike, run.compares);
-            if (alike == 0)
-                return;
-        }
-        run.depth += run.rows.size() > 1 ? alike : 0;
+    static void skipCommonUnits(Run &run) {
+        const WStringView first = run.rows.front().path;
+        std::size_t end = first.size();
+        for (const Row &row : run.rows)
+            end = commonEnd(first, row.path, run.depth, end, run.compares);
+        run.depth = end;
     }
 
     void addRunsOfEqualKeys(const Run &run) {
@@ -105,15 +114,14 @@ private:
         }
     }
 
-    const std::vector<large::LargeFileEntry> &entries_;
     std::vector<Run> runs_;
 };
 
 void sortBySize(const std::vector<large::LargeFileEntry> &entries, std::vector<Row> &rows) {
     for (Row &row : rows)
         row.key = entries[row.entry].size;
-    std::sort(rows.begin(), rows.end(), [](const Row &a, const Row &b) { return a.key < b.key; });
-    PathSorter paths(entries);
+    std::sort(rows.begin(), rows.end(), hasSmallerKey);
+    PathSorter paths;
     for (auto begin = rows.begin(); begin != rows.end();) {
         const auto end = std::find_if(begin, rows.end(), [key = begin->key](const Row &row) { return row.key != key; });
         if (end - begin > 1)
@@ -160,13 +168,13 @@ void sortLargeRows(const std::vector<large::LargeFileEntry> &entries, LargeOrder
     std::vector<Row> rows;
     rows.reserve(displayOrder.size());
     for (const std::uint64_t entry : displayOrder)
-        rows.push_back({0, entry});
+        rows.push_back({0, entries[entry].path, entry});
     if (rows.empty())
         return;
     if (order.column == LargeColumn::Size)
         sortBySize(entries, rows);
     else
-        PathSorter(entries).sort(rows, Case::Folded);
+        PathSorter().sort(rows, Case::Folded);
     // No two rows are equal, so the other direction is the same order backwards.
     if (!order.ascending)
         std::reverse(rows.begin(), rows.end());

@@ -20,7 +20,9 @@
 #define SIMPLEREGION 2
 
 #define NULL_BRUSH 5
+#define BLACK_PEN 7
 #define NULL_PEN 8
+#define SYSTEM_FONT 13
 #define DC_BRUSH 18
 
 #define TRANSPARENT 1

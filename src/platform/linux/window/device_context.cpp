@@ -15,7 +15,9 @@ std::unordered_map<HDC, std::unique_ptr<DeviceContext>> &contexts() {
 
 HDC newContext(std::unique_ptr<DeviceContext> context) {
     context->state.brush = GetStockObject(DC_BRUSH);
-    auto *dc = reinterpret_cast<HDC>(context.get());
+    context->state.pen = GetStockObject(BLACK_PEN);
+    context->state.font = GetStockObject(SYSTEM_FONT);
+    auto *dc = static_cast<HDC>(newHandleValue());
     contexts().emplace(dc, std::move(context));
     return dc;
 }

@@ -35,7 +35,7 @@ struct Pen {
 struct Font {
     QFont font;
     int ascent = 0; ///< pixels, whatever fonts the characters of a text are really taken from
-    int height = 0; ///< of a line, pixels
+    int height = 0; ///< of a line, pixels; 0 for SYSTEM_FONT, which is only looked for when text is drawn in it
 };
 
 /// What a HGDIOBJ points to.
@@ -72,6 +72,9 @@ struct DeviceContext {
     QTransform base; ///< what a painter that was handed in came with
     std::optional<PainterState> prepared;
 };
+
+/// A value for a handle that no other has had: one that is used after its object is gone finds nothing.
+void *newHandleValue();
 
 /// The object behind a handle if it is of the type asked for; otherwise null with ERROR_INVALID_HANDLE set.
 DrawingObject *drawingObject(HGDIOBJ handle);

@@ -26,7 +26,9 @@ const std::vector<StockObject> &stockObjects() {
     static const std::vector<StockObject> all = {
         {startBitmapIndex, newDrawingObject(Bitmap{})},
         {NULL_BRUSH, newDrawingObject(Brush{})},
+        {BLACK_PEN, newDrawingObject(Pen{.color = Qt::black})},
         {NULL_PEN, newDrawingObject(Pen{})},
+        {SYSTEM_FONT, newDrawingObject(Font{})},
         {DC_BRUSH, newDrawingObject(Brush{.color = {}, .ofContext = true})},
     };
     return all;
@@ -57,6 +59,12 @@ bool isKnownFormat(const BITMAPINFO &info, UINT usage, HANDLE section) {
 
 } // namespace
 
+void *newHandleValue() {
+    static std::uintptr_t last = 0x10000; // below are the numbers of system colours
+    last += 4;
+    return reinterpret_cast<void *>(last);
+}
+
 DrawingObject *drawingObject(HGDIOBJ handle) {
     const auto found = objects().find(handle);
     if (found != objects().end())
@@ -66,9 +74,8 @@ DrawingObject *drawingObject(HGDIOBJ handle) {
 }
 
 HGDIOBJ newDrawingObject(DrawingObject object) {
-    auto made = std::make_unique<DrawingObject>(std::move(object));
-    HGDIOBJ handle = made.get();
-    objects().emplace(handle, std::move(made));
+    HGDIOBJ handle = newHandleValue();
+    objects().emplace(handle, std::make_unique<DrawingObject>(std::move(object)));
     return handle;
 }
 

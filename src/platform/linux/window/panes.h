@@ -42,6 +42,7 @@ struct Pane {
     HWND window = nullptr;
     QWidget *widget = nullptr; ///< its place, visibility and enabling
     QWidget *client = nullptr; ///< its client area: the widget itself, or the viewport inside a scroll area
+    bool ownsWidget = true;    ///< false for a part of another window's widget
     WString text;
     QRegion invalid;           ///< what UpdateWindow has to paint, in the client's coordinates
     bool erase = true;         ///< the next paint begins with WM_ERASEBKGND
@@ -62,8 +63,8 @@ Pane *paneOf(HWND window);
 /// The window that an object is, or is part of, itself or by one of its parents; null if none.
 HWND windowOfWidget(QWidget *widget);
 
-/// Gives a window its widget, which is deleted with it. The widget must have no parent yet: it gets the one that the
-/// window has. A child's place is that of the creation.
+/// Gives a window its widget. One without a parent gets the parent and the place of the window, and is deleted with it;
+/// one that has a parent is a part of another window's widget and stays its own.
 Pane &addPane(HWND window, QWidget *widget, const CREATESTRUCTW &creation);
 /// Watches the events of an object of a window. Without a handling of its own it is QObject::event.
 void addPart(HWND window, QObject *part, Roles roles, OwnHandling own = nullptr);

@@ -88,6 +88,8 @@ void activate(Pane &pane) {
 }
 
 void applyExtendedStyle(const Pane &pane) {
+    if (!pane.ownsWidget)
+        return; // it is as the one that it is part of
     const DWORD style = windowOf(pane.window)->extendedStyle;
     const bool mirrored = (style & (WS_EX_LAYOUTRTL | WS_EX_RTLREADING)) != 0;
     pane.widget->setLayoutDirection(mirrored ? Qt::RightToLeft : Qt::LeftToRight);
@@ -182,7 +184,7 @@ bool makeWindow(HWND window, const CREATESTRUCTW &creation) {
     return true;
 }
 
-void windowMade(HWND window) {
+void windowMade(HWND window, bool visible) {
     Pane *pane = paneOf(window);
     if (pane == nullptr)
         return;
@@ -190,6 +192,8 @@ void windowMade(HWND window) {
     applyMinimum(*pane);
     tellScale();
     tellSize(*pane);
+    if (visible)
+        ShowWindow(window, SW_SHOW);
 }
 
 void hideWindow(HWND window) {
