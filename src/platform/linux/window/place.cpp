@@ -165,9 +165,10 @@ bool makeWindow(HWND window, const CREATESTRUCTW &creation) {
         return false;
     }
     auto *widget = new QWidget(nullptr, flagsOf(creation));
-    widget->setAttribute(Qt::WA_OpaquePaintEvent);
+    const bool layered = (creation.dwExStyle & WS_EX_LAYERED) != 0;
+    widget->setAttribute(Qt::WA_OpaquePaintEvent, !layered);
     widget->setAttribute(Qt::WA_NoSystemBackground);
-    widget->setAttribute(Qt::WA_TranslucentBackground, (creation.dwExStyle & WS_EX_LAYERED) != 0);
+    widget->setAttribute(Qt::WA_TranslucentBackground, layered);
     widget->setFocusPolicy(Qt::ClickFocus);
     Pane &pane = addPane(window, widget, creation);
     const Window &own = *windowOf(window);
