@@ -393,6 +393,7 @@ void tortureInside(const TortureOptions &options, Shared &shared) {
     shared.killsCleaner = options.kill;
     shared.moves = options.moves;
     shared.attackTrash = options.attackTrash;
+    shared.attackJournal = options.attackJournal;
     if (options.moves && GetDriveTypeW(platform::drivePath(arenaPath).substr(0, 3).c_str()) != DRIVE_FIXED)
         shared.isUnfit = true;
     else
