@@ -333,15 +333,17 @@ TEST_F(LargeSearch, OnlyPlainFilesWithOneNameAreListed) {
          {},
          0,
          2},
-        {"folders of the system",
+        {"folders of the system, and a trash",
          [](auto &root, auto &) {
              for (const char *name : {"$Recycle.Bin", "RECYCLER", "recycled", "System Volume Information"})
                  root.file(std::string("folder/") + name + "/f", large);
              root.file("folder/Recycle/f", large);
+             root.file("somebody/.local/share/Trash/files/f", large);
+             root.file("somebody/Trash/f", large);
          },
-         {"folder/Recycle/f"},
-         1,
-         4},
+         {"folder/Recycle/f", "somebody/Trash/f"},
+         2,
+         5},
         {"folders without files", [](auto &root, auto &) { root.folder("a/b/c"); }, {}, 0, 0},
     };
     for (const auto &row : table) {
