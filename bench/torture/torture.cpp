@@ -30,6 +30,7 @@ using namespace std::chrono_literals;
 constexpr uid_t ordinaryUser = 65534;
 constexpr std::uint64_t attemptsOfLife = 300; ///< of a cleaner that is not killed
 constexpr auto longestStandstill = 60s;
+constexpr std::uint64_t longestWait = 8; ///< times the attempts asked for, until every attacker had its success
 
 struct Run {
     const TortureOptions &options;
@@ -320,7 +321,7 @@ bool goesOn(const Run &run) {
     if (run.shared.standsStill)
         return false;
     const bool waits = !run.options.moves && hasIdleOperation(run);
-    return attempts < run.options.attempts || (attempts < run.options.attempts * 3 && waits);
+    return attempts < run.options.attempts || (attempts < run.options.attempts * longestWait && waits);
 }
 
 void torture(Run &run) {
