@@ -171,6 +171,9 @@ struct Change {
     std::uint32_t code;
     const char *stays; ///< where the film is afterwards; null in the trash
 };
+void PrintTo(const Change &change, std::ostream *stream) {
+    *stream << change.commands;
+}
 
 class RecycleChange : public testing::TestWithParam<Change> {};
 
@@ -682,6 +685,9 @@ struct Restorer {
     const char *command;
     bool anyBytes; ///< it takes names that are no text
 };
+void PrintTo(const Restorer &restorer, std::ostream *stream) {
+    *stream << restorer.name;
+}
 
 class RecycleUndo : public testing::TestWithParam<Restorer> {};
 
