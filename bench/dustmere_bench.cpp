@@ -4,6 +4,7 @@
 #include "large/search.h"
 #include "make_tree.h"
 #include "measure.h"
+#include "operations.h"
 #include "platform/linux/private_folder.h"
 #include "platform/linux/volumes.h"
 #include "recycle.h"
@@ -33,6 +34,8 @@ constexpr const char *usage =
     "       dustmere_bench places                                 scans the fixed places\n"
     "       dustmere_bench search FOLDER MIN_MB [--top N]         prints the N largest too\n"
     "       dustmere_bench search FOLDER MIN_MB --cancel MS       cancels it then, and tells how long that took\n"
+    "       dustmere_bench operations FOLDER [--scan] [--silent]  a scan, a search and a clean-up, with reports or "
+    "without\n"
     "       dustmere_bench make-tree FOLDER DIRS FILES [LARGE]    FOLDER must be empty or missing\n"
     "       dustmere_bench history LANGUAGE                       renders 2 MiB of records\n"
     "       dustmere_bench tr                                     against a bare search of the table\n"
@@ -213,6 +216,19 @@ void cleanAsTold(const std::vector<std::string> &arguments) {
     clean(arguments[1], holdFile, retry);
 }
 
+void operateAsTold(const std::vector<std::string> &arguments) {
+    OperationChoice choice;
+    for (std::size_t index = 2; index < arguments.size(); ++index) {
+        if (arguments[index] == "--scan")
+            choice.scanAlone = true;
+        else if (arguments[index] == "--silent")
+            choice.reporting = false;
+        else
+            throw UsageError();
+    }
+    measureOperations(programPath(arguments[1]), choice);
+}
+
 void startAsTold(const std::vector<std::string> &arguments) {
     const std::string option = arguments.size() == 2 ? arguments[1] : "";
     if (arguments.size() == 1)
@@ -239,6 +255,8 @@ void run(const std::vector<std::string> &arguments) {
         printSearch(arguments[1], numberOf(arguments[2]), numberOf(arguments[4]));
     else if (command == "search" && arguments.size() == 5 && arguments[3] == "--cancel")
         cancelSearch(arguments[1], numberOf(arguments[2]), numberOf(arguments[4]));
+    else if (command == "operations" && arguments.size() >= 2)
+        operateAsTold(arguments);
     else if (command == "make-tree" && (arguments.size() == 4 || arguments.size() == 5))
         printTree(arguments[1], numberOf(arguments[2]), numberOf(arguments[3]),
                   arguments.size() == 5 ? numberOf(arguments[4]) : 0);

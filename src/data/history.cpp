@@ -141,8 +141,8 @@ void readMessage(const JsonValue &object, HistoryEvent &event) {
     event.text = row->source;
 }
 
+/// For a line that begins with the marker.
 std::pair<HistoryEvent, std::int64_t> readRecord(std::string_view line) {
-    require(line.starts_with(historyMarker) && line.size() <= historyMarker.size() + maximumObject);
     const JsonValue object = parseJson(line.substr(historyMarker.size()));
     require(requireKind(object, JsonKind::Object).object.size() == memberCount);
     require(jsonInteger(jsonField(object, "v")) == 1);
@@ -200,6 +200,9 @@ std::string formatHistoryRecord(const HistoryEvent &event, std::int64_t time) {
 }
 
 bool parseHistoryRecord(std::string_view line, HistoryEvent &event, std::int64_t &time) noexcept {
+    // Lines of the older form are many, and an exception for each would take longer than all the rest.
+    if (!line.starts_with(historyMarker) || line.size() > historyMarker.size() + maximumObject)
+        return false;
     try {
         auto [readEvent, readTime] = readRecord(line);
         event = std::move(readEvent);

@@ -1,10 +1,10 @@
 // Case by UTF-16 unit: fixed, whatever the locale, and never longer or shorter than what was folded. Half of a
 // surrogate pair has no case.
+#include "platform/linux/case_table.h"
 #include "platform/linux/win32_base.h"
 
-#include <unicode/uchar.h>
-
 #include <algorithm>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -12,9 +12,12 @@ namespace {
 
 constexpr WCHAR asciiEnd = 0x80;
 
-/// The mapping where it stays one unit, otherwise the unit itself.
-WCHAR unitOr(UChar32 mapped, WCHAR unit) {
-    return mapped <= 0xFFFF ? static_cast<WCHAR>(mapped) : unit;
+/// The unit's mapping, or the unit itself.
+WCHAR mapped(std::span<const dm::platform::CaseRun> runs, WCHAR unit) {
+    const auto run = std::lower_bound(runs.begin(), runs.end(), unit,
+                                      [](const auto &candidate, WCHAR sought) { return candidate.last < sought; });
+    const bool isInRun = run != runs.end() && unit >= run->first && (unit - run->first) % run->step == 0;
+    return isInRun ? static_cast<WCHAR>(unit + run->delta) : unit;
 }
 
 bool viewOf(LPCWSTR text, int length, std::u16string_view &view) {
@@ -33,16 +36,13 @@ bool isSameFolded(WCHAR left, WCHAR right) {
 WCHAR towlower(WCHAR unit) {
     if (unit < asciiEnd)
         return unit >= u'A' && unit <= u'Z' ? static_cast<WCHAR>(unit + (u'a' - u'A')) : unit;
-    return unitOr(u_tolower(unit), unit);
+    return mapped(dm::platform::toLowerRuns, unit);
 }
 
 WCHAR towupper(WCHAR unit) {
     if (unit < asciiEnd)
         return unit >= u'a' && unit <= u'z' ? static_cast<WCHAR>(unit - (u'a' - u'A')) : unit;
-    // Unicode maps the long s to S and the dotless i to I, the published table of file names maps both to themselves:
-    // no name in another script may pass for one in plain letters.
-    const WCHAR upper = unitOr(u_toupper(unit), unit);
-    return upper < asciiEnd ? unit : upper;
+    return mapped(dm::platform::toUpperRuns, unit);
 }
 
 int WINAPI CompareStringOrdinal(LPCWSTR left, int leftLength, LPCWSTR right, int rightLength, BOOL ignoreCase) {

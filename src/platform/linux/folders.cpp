@@ -85,8 +85,8 @@ FolderRef findHeld(WStringView path) {
 
 std::shared_ptr<RegisteredFolder> newFolder(WStringView path) {
     auto folder = std::make_shared<RegisteredFolder>();
+    folder->registry = held.registry; // first: its end needs it, also where memory runs out below
     folder->path = path;
-    folder->registry = held.registry;
     return folder;
 }
 

@@ -117,9 +117,12 @@ bool isOfLanguage(const UDateFormat *format, const std::string &locale) {
     return U_SUCCESS(status) && std::string_view(wanted) == given;
 }
 
+/// The time of day is the same in every calendar, and this one is quick.
+constexpr std::string_view gregorian = "@calendar=gregorian";
+
 /// Null for a locale that the library does not know.
 LocaleFormat *formatFor(LocaleFormat &kept, std::u16string_view localeName, UDateFormatStyle timeStyle,
-                        UDateFormatStyle dateStyle) {
+                        UDateFormatStyle dateStyle, std::string_view keywords) {
     if (kept.format != nullptr && kept.localeName == localeName)
         return &kept;
     const bool isAscii = std::all_of(localeName.begin(), localeName.end(), [](char16_t unit) { return unit < 0x80; });
@@ -128,7 +131,7 @@ LocaleFormat *formatFor(LocaleFormat &kept, std::u16string_view localeName, UDat
         return nullptr;
     UErrorCode status = U_ZERO_ERROR;
     std::unique_ptr<UDateFormat, CloseFormat> format(
-        udat_open(timeStyle, dateStyle, locale.c_str(), u"Etc/UTC", -1, nullptr, 0, &status));
+        udat_open(timeStyle, dateStyle, (locale + std::string(keywords)).c_str(), u"Etc/UTC", -1, nullptr, 0, &status));
     if (U_FAILURE(status) || !isOfLanguage(format.get(), locale))
         return nullptr;
     kept = {std::u16string(localeName), std::move(format)};
@@ -219,7 +222,7 @@ int WINAPI GetDateFormatEx(LPCWSTR localeName, DWORD flags, const SYSTEMTIME *da
     const std::optional<std::chrono::milliseconds> midnight = midnightOf(*date);
     if (!midnight)
         return fail(ERROR_INVALID_PARAMETER);
-    return writeFormatted(formatFor(kept, localeName, UDAT_NONE, UDAT_SHORT), *midnight, text, units);
+    return writeFormatted(formatFor(kept, localeName, UDAT_NONE, UDAT_SHORT, {}), *midnight, text, units);
 }
 
 int WINAPI GetTimeFormatEx(LPCWSTR localeName, DWORD flags, const SYSTEMTIME *time, LPCWSTR format, LPWSTR text,
@@ -232,7 +235,7 @@ int WINAPI GetTimeFormatEx(LPCWSTR localeName, DWORD flags, const SYSTEMTIME *ti
     const std::optional<std::chrono::milliseconds> sinceMidnight = timeOfDay(*time);
     if (!sinceMidnight)
         return fail(ERROR_INVALID_PARAMETER);
-    return writeFormatted(formatFor(kept, localeName, UDAT_SHORT, UDAT_NONE), *sinceMidnight, text, units);
+    return writeFormatted(formatFor(kept, localeName, UDAT_SHORT, UDAT_NONE, gregorian), *sinceMidnight, text, units);
 }
 
 __time64_t _time64(__time64_t *time) {
