@@ -7,10 +7,10 @@
 #include "platform/linux/private_folder.h"
 
 #include <fcntl.h>
-#include <limits.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <ctime>
 #include <utility>
 
