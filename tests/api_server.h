@@ -46,7 +46,7 @@ private:
 };
 
 std::string send(std::string_view bytes);
-/// Each byte in a TLS record and a packet of its own.
+/// Each byte in a TLS record of its own, some milliseconds after the one before.
 std::string trickle(std::string_view bytes);
 /// A head with the length of the body, and the body.
 std::string answer(std::string_view status, std::string_view body);

@@ -11,6 +11,7 @@ import struct
 import subprocess
 import sys
 import threading
+import time
 
 host, folder, kind = sys.argv[1:]
 local = ("127.0.0.1", 0)
@@ -79,6 +80,7 @@ def serve(stream, steps):
         elif name == "trickle":
             for byte in bytes.fromhex(text):
                 stream.sendall(bytes([byte]))
+                time.sleep(0.01)
         elif name == "stall":
             await_end(stream)
         elif name == "wait":

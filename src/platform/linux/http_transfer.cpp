@@ -2,10 +2,6 @@
 
 #include "platform/linux/http_trust.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -30,6 +26,15 @@ int onSocket(void *transfer, curl_socket_t, curlsocktype) {
 int onSecured(void *transfer, char *, char *, int, int) {
     advance(*static_cast<HttpTransfer *>(transfer), HttpProgress::Sending);
     return CURL_PREREQFUNC_OK;
+}
+
+/// Called with each record of TLS, among others: any of them shows that the server comes on, though it may be a part of
+/// a line or a chunk only.
+int onTrace(CURL *, curl_infotype type, char *, std::size_t, void *data) {
+    auto &transfer = *static_cast<HttpTransfer *>(data);
+    if (type == CURLINFO_SSL_DATA_IN && transfer.progress >= HttpProgress::Waiting)
+        transfer.since = HttpClock::now();
+    return 0;
 }
 
 /// Called with each line of a head. Those of status 1xx come before the one that counts.
@@ -126,6 +131,9 @@ void setCallbacks(Options &options, HttpTransfer &transfer) {
     options.set(CURLOPT_SOCKOPTDATA, &transfer);
     options.set(CURLOPT_PREREQFUNCTION, &onSecured);
     options.set(CURLOPT_PREREQDATA, &transfer);
+    options.set(CURLOPT_VERBOSE, 1L); // calls the next, and prints nothing
+    options.set(CURLOPT_DEBUGFUNCTION, &onTrace);
+    options.set(CURLOPT_DEBUGDATA, &transfer);
     options.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L); // a proxy's
     options.set(CURLOPT_HEADERFUNCTION, &onHeader);
     options.set(CURLOPT_HEADERDATA, &transfer);
@@ -162,17 +170,6 @@ DWORD errorOfCode(CURLcode code) {
     default:
         return ERROR_WINHTTP_INTERNAL_ERROR;
     }
-}
-
-/// libcurl tells of whole lines and records only, but every byte shows that the server comes on.
-void noteArrivals(HttpTransfer &transfer) {
-    curl_socket_t socket = CURL_SOCKET_BAD;
-    tcp_info info = {};
-    socklen_t length = sizeof info;
-    if (curl_easy_getinfo(transfer.easy.get(), CURLINFO_ACTIVESOCKET, &socket) == CURLE_OK &&
-        getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &length) == 0)
-        transfer.since =
-            std::max(transfer.since, HttpClock::now() - std::chrono::milliseconds(info.tcpi_last_data_recv));
 }
 
 } // namespace
@@ -241,13 +238,9 @@ void resumeTransfer(HttpTransfer &transfer) {
         curl_easy_pause(transfer.easy.get(), CURLPAUSE_CONT);
 }
 
-HttpClock::time_point limitOf(HttpTransfer &transfer, HttpClock::time_point asked) {
-    const bool receiving = transfer.progress >= HttpProgress::Waiting;
+HttpClock::time_point limitOf(const HttpTransfer &transfer, HttpClock::time_point asked) {
     const auto phase = static_cast<std::size_t>(std::min(transfer.progress, HttpProgress::Waiting));
-    const auto limit = [&] { return std::max(transfer.since, asked) + transfer.message.limits[phase]; };
-    if (receiving && limit() <= HttpClock::now())
-        noteArrivals(transfer);
-    return limit();
+    return std::max(transfer.since, asked) + transfer.message.limits[phase];
 }
 
 } // namespace dm::platform

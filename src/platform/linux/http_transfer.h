@@ -78,8 +78,7 @@ DWORD takeReceived(HttpTransfer &transfer, LPVOID buffer, DWORD size);
 /// Lets libcurl hand over what it holds back of the body, if there is room. For a transfer that has not ended.
 void resumeTransfer(HttpTransfer &transfer);
 
-/// When the transfer, which has not ended, has to have come on at the latest for a program that has waited since it
-/// asked.
-HttpClock::time_point limitOf(HttpTransfer &transfer, HttpClock::time_point asked);
+/// When the transfer has to have come on at the latest, for a program that has waited since it asked.
+HttpClock::time_point limitOf(const HttpTransfer &transfer, HttpClock::time_point asked);
 
 } // namespace dm::platform
