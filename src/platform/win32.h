@@ -17,6 +17,7 @@
 #include <shlobj.h>
 #include <tlhelp32.h>
 #include <wincrypt.h>
+#include <winhttp.h>
 #include <winioctl.h>
 
 #include <ctime>
@@ -33,6 +34,7 @@
 #else
 #include "platform/linux/win32_base.h"
 #include "platform/linux/win32_files.h"
+#include "platform/linux/win32_http.h"
 #include "platform/linux/win32_locale.h"
 #include "platform/linux/win32_messages.h"
 #include "platform/linux/win32_processes.h"
