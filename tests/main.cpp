@@ -41,8 +41,10 @@ void enterPrivateEnvironment(const fs::path &scratch) {
         setenv(variable, (scratch / name).c_str(), 1);
     }
 
-    std::vector<std::string> unwanted = {"DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "DBUS_SESSION_BUS_ADDRESS",
-                                         "LANG",    "LANGUAGE"};
+    std::vector<std::string> unwanted = {
+        "DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "DBUS_SESSION_BUS_ADDRESS", "LANG", "LANGUAGE",
+        // Where requests would go, and where their keys would be written.
+        "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY", "SSLKEYLOGFILE"};
     for (char **entry = environ; *entry != nullptr; ++entry) {
         const std::string variable(*entry);
         if (variable.starts_with("LC_"))

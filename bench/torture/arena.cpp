@@ -97,10 +97,12 @@ struct Accounts {
 };
 
 /// Names that the attackers, this program and the trash give. Anything else is a name that a file got in the middle of
-/// a removal and never got rid of.
-bool isHonestName(const std::string &name) {
+/// a removal and never got rid of. Where attackers take journals away, a start after a kill may know no better than
+/// "recovered"; where they do not, it must know where the file came from.
+bool isHonestName(const std::string &name, bool journalsAttacked) {
     static const std::regex honest("(name|pool|back|vault|bait|moved)-[a-z0-9-]+(\\.(kept-)?[0-9a-f]{8})*|journal");
-    return std::regex_match(name, honest);
+    static const std::regex recovered("recovered(\\.kept-[0-9a-f]{8})?");
+    return std::regex_match(name, honest) || (journalsAttacked && std::regex_match(name, recovered));
 }
 
 /// What the trash says about a file in it leads back to the root. Attackers in the trash can part the two.
@@ -137,8 +139,8 @@ void Accounts::lookAtFile(int folder, const char *name, const Record &record, co
         content += rewrittenLine;
     if (readWhole(folder, name) != content)
         shared.violate("other content than its own: %s", path.c_str());
-    if (!isHonestName(name))
-        shared.violate("neither under its name nor beside it: %s", path.c_str());
+    if (!isHonestName(name, shared.attackJournal))
+        shared.violate("neither under its name nor beside it: %s, made as %s", path.c_str(), state.name);
     const bool untouched = state.rewrites == 0 && !shared.is(*serial, redatedFlag);
     const std::int64_t written = record.stx_mtime.tv_sec;
     const bool fresh = state.kind == Kind::Fresh;

@@ -98,6 +98,7 @@ struct Shared {
     bool killsCleaner;
     bool moves;                           ///< the cleaner moves to the Recycle Bin
     bool attackTrash;                     ///< attackers change the trash too
+    bool attackJournal;                   ///< and exchange the journal of a private folder
     std::atomic<std::uint64_t> granted;   ///< attempts that the cleaner may make
     std::atomic<std::uint64_t> endOfLife; ///< after so many it ends itself
     Current current;

@@ -553,7 +553,7 @@ private:
 
     void attackInside(const Watched &watched, int inside) {
         // The one name in it that can be known without a list.
-        if (attacker_.random.oneIn(4))
+        if (attacker_.shared.attackJournal && attacker_.random.oneIn(4))
             shareOf(watched).exchange(inside, "journal", 2000);
         Fd listable(openat(inside, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (DIR *listing = listable ? fdopendir(dup(listable.get())) : nullptr) {

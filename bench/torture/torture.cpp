@@ -30,6 +30,7 @@ using namespace std::chrono_literals;
 constexpr uid_t ordinaryUser = 65534;
 constexpr std::uint64_t attemptsOfLife = 300; ///< of a cleaner that is not killed
 constexpr auto longestStandstill = 60s;
+constexpr std::uint64_t longestWait = 8; ///< times the attempts asked for, until every attacker had its success
 
 struct Run {
     const TortureOptions &options;
@@ -320,7 +321,7 @@ bool goesOn(const Run &run) {
     if (run.shared.standsStill)
         return false;
     const bool waits = !run.options.moves && hasIdleOperation(run);
-    return attempts < run.options.attempts || (attempts < run.options.attempts * 3 && waits);
+    return attempts < run.options.attempts || (attempts < run.options.attempts * longestWait && waits);
 }
 
 void torture(Run &run) {
@@ -393,6 +394,7 @@ void tortureInside(const TortureOptions &options, Shared &shared) {
     shared.killsCleaner = options.kill;
     shared.moves = options.moves;
     shared.attackTrash = options.attackTrash;
+    shared.attackJournal = options.attackJournal;
     if (options.moves && GetDriveTypeW(platform::drivePath(arenaPath).substr(0, 3).c_str()) != DRIVE_FIXED)
         shared.isUnfit = true;
     else

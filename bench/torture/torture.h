@@ -17,6 +17,8 @@ struct TortureOptions {
     bool dataElsewhere = false; ///< its data folder is on another volume, and so the private folder among the files
     bool moves = false;         ///< it moves to the Recycle Bin instead of deleting
     bool attackTrash = false;   ///< the trash is among what is watched and exchanged
+    bool attackJournal = false; ///< and so are the journals of private folders, without which nobody knows any more
+                                ///< where a file came from
     std::string folder = {};    ///< where the files are made, on this disk; they are removed in the end
 };
 

@@ -21,6 +21,7 @@
 #include <shlobj.h>
 #include <tlhelp32.h>
 #include <wincrypt.h>
+#include <winhttp.h>
 #include <winioctl.h>
 
 #include <ctime>
@@ -42,6 +43,7 @@
 #include "platform/linux/win32_files.h"
 #include "platform/linux/win32_gdi.h"
 #include "platform/linux/win32_gdiplus.h"
+#include "platform/linux/win32_http.h"
 #include "platform/linux/win32_locale.h"
 #include "platform/linux/win32_messages.h"
 #include "platform/linux/win32_notify.h"

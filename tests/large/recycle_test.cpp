@@ -11,7 +11,9 @@
 
 #include <numeric>
 
+#include <climits>
 #include <sys/mman.h>
+#include <sys/resource.h>
 
 namespace dm::large {
 namespace {
@@ -169,6 +171,9 @@ struct Change {
     std::uint32_t code;
     const char *stays; ///< where the film is afterwards; null in the trash
 };
+void PrintTo(const Change &change, std::ostream *stream) {
+    *stream << change.commands;
+}
 
 class RecycleChange : public testing::TestWithParam<Change> {};
 
@@ -239,6 +244,32 @@ TEST(Recycle, WhatCannotBeOfTheSearchIsKept) {
                                                 {3, RecycleStatus::Changed, 1006}}));
     expectCounted(result);
     EXPECT_FALSE(fs::exists(homeTrash()));
+}
+
+TEST(Recycle, HoweverDeepAFileIsMovedIfItCanBeRestored) {
+    const Scratch scratch;
+    SKIP_WHERE_NOTHING_MOVES(scratch);
+    const rlimit few = {256, 256};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    // Two branches that part on the way; each file lies deeper than descriptors are kept for.
+    for (const WChar branch : {W('a'), W('b')}) {
+        WString folder = scratch.wide();
+        for (int level = 0; level < 120; ++level) {
+            folder.append(1, W('\\')).append(level < 80 ? 20 : 60, level < 40 ? W('d') : branch);
+            CreateDirectoryW(folder.c_str(), nullptr);
+            if (level % 40 == 39)
+                CloseHandle(
+                    CreateFileW((folder + W("\\film")).c_str(), FILE_APPEND_DATA, 0, nullptr, OPEN_ALWAYS, 0, nullptr));
+        }
+    }
+    const LargeSearchResult found = searchLargeFiles({.root = scratch.wide(), .minBytes = 0}, goOn, {});
+    ASSERT_EQ(found.entries.size(), 5U);
+    for (const RecycleOutcome &outcome : moveAll(found).outcomes) {
+        const bool canBeRestored = platform::linuxPath(found.entries[outcome.entryIndex].path).size() < PATH_MAX;
+        EXPECT_EQ(outcome.status, canBeRestored ? RecycleStatus::Moved : RecycleStatus::Unsupported);
+        EXPECT_EQ(outcome.code, canBeRestored ? 0 : notSupported);
+    }
+    EXPECT_EQ(trashedIn(homeTrash()).size(), 3U);
 }
 
 TEST(Recycle, ACancelEndsItWithTheFileThatItMet) {
@@ -654,6 +685,9 @@ struct Restorer {
     const char *command;
     bool anyBytes; ///< it takes names that are no text
 };
+void PrintTo(const Restorer &restorer, std::ostream *stream) {
+    *stream << restorer.name;
+}
 
 class RecycleUndo : public testing::TestWithParam<Restorer> {};
 

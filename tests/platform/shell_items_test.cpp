@@ -84,20 +84,12 @@ TEST(ShellItems, GiveOnlyWhatTheyAre) {
     const Scratch scratch;
     scratch.file("file");
     void *given = nullptr;
-    EXPECT_EQ(SHGetKnownFolderItem(FOLDERID_LocalAppData, KF_FLAG_DEFAULT, nullptr, IID_IShellItem, &given),
-              E_INVALIDARG);
-    EXPECT_EQ(SHGetKnownFolderItem(FOLDERID_RecycleBinFolder, KF_FLAG_DEFAULT, nullptr, IID_ITransferSource, &given),
-              E_NOINTERFACE);
     ComOwner<IShellItem> item;
     EXPECT_EQ(itemAt(scratch.wide("missing"), item), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
     EXPECT_EQ(itemAt(W("file"), item), E_INVALIDARG);
     EXPECT_FALSE(item);
     ASSERT_EQ(itemAt(scratch.wide("file"), item), S_OK);
     EXPECT_EQ(item->BindToHandler(nullptr, BHID_Transfer, IID_ITransferSource, &given), E_NOINTERFACE) << "no folder";
-    TaskMemoryOwner<LPWSTR> name;
-    EXPECT_EQ(item->GetDisplayName(SIGDN_FILESYSPATH, name.out()), S_OK);
-    EXPECT_EQ(WString(name.get()), scratch.wide("file"));
-    EXPECT_EQ(recycleBin()->GetDisplayName(SIGDN_FILESYSPATH, name.out()), E_INVALIDARG);
 
     TaskMemoryOwner<PIDLIST_ABSOLUTE> list;
     EXPECT_EQ(SHGetIDListFromObject(item.get(), list.out()), E_INVALIDARG);
@@ -183,14 +175,8 @@ TEST(ShellItems, WhatWasRecycledIsFoundBelowTheRecycleBinAndNothingWalksThere) {
     EXPECT_EQ(path, user + W("\\\xDCFF\xF03A"));
 
     const WString prefix = W("\\\\?\\");
-    for (const WString &folder : {bin, user}) {
-        const OwnedHandle opened = openFolderAt(prefix + folder);
-        BY_HANDLE_FILE_INFORMATION info;
-        ASSERT_TRUE(opened && GetFileInformationByHandle(opened.get(), &info));
-        EXPECT_EQ(info.dwFileAttributes, FILE_ATTRIBUTE_DIRECTORY);
-        EXPECT_EQ(finalPath(opened), prefix + folder);
-        EXPECT_EQ(GetFileAttributesW(folder.c_str()), FILE_ATTRIBUTE_DIRECTORY);
-    }
+    for (const WString &folder : {bin, user})
+        EXPECT_EQ(finalPath(openFolderAt(prefix + folder)), prefix + folder);
     const OwnedHandle file(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                        FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
     ASSERT_TRUE(file);

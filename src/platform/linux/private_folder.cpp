@@ -410,6 +410,13 @@ std::optional<JournalRecord> parseJournal(const std::string &bytes) {
     return valid ? std::optional(std::move(record)) : std::nullopt;
 }
 
+/// Brings back what a journal that is open tells of. False if that is there and goes nowhere.
+bool bringBack(int privateFolder, int journal) {
+    const std::optional<JournalRecord> last = parseJournal(bytesOf(journal));
+    return !last || !exists(privateFolder, last->taken) ||
+           moveBackTo(privateFolder, last->taken, last->folder, last->name);
+}
+
 /// A claimed folder that lives no longer than this object, for a journal whose own folder can be listed.
 class UnlistedFolder {
 public:
@@ -448,19 +455,28 @@ bool removeStrayJournal(int base, int privateFolder, const char *name) {
     return !exists(privateFolder, name);
 }
 
-/// Whatever the journal does not explain is set beside the private folder, where it can be found. Everybody sees
-/// into the folder from here on, so nothing in it may be removed by its name any more.
+/// Whatever no journal explains is set beside the private folder, where it can be found. Everybody sees into the folder
+/// from here on, so nothing in it may be removed by its name any more. The journal may be among what is there: under
+/// the name that a recovery gave it, or given back by who had exchanged it.
 void setFree(int base, int privateFolder, const std::string &basePath) {
     fchmodat(privateFolder, ".", listedMode, 0);
     DIR *listing = fdopendir(openat(privateFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (listing == nullptr)
         return;
+    std::vector<std::string> names;
     while (const dirent *entry = readdir(listing)) {
-        const std::string name = entry->d_name;
-        if (name != "." && name != ".." && !removeStrayJournal(base, privateFolder, entry->d_name))
-            moveBackTo(privateFolder, name, basePath, "recovered");
+        if (const std::string_view name = entry->d_name; name != "." && name != "..")
+            names.emplace_back(name);
     }
     closedir(listing);
+    for (const std::string &name : names) {
+        if (const Fd journal = openJournal(privateFolder, name.c_str()))
+            bringBack(privateFolder, journal.get());
+    }
+    for (const std::string &name : names) {
+        if (exists(privateFolder, name) && !removeStrayJournal(base, privateFolder, name.c_str()))
+            moveBackTo(privateFolder, name, basePath, "recovered");
+    }
 }
 
 /// Empties and removes one abandoned private folder. One that is claimed, or whose journal is locked or cannot be
@@ -479,9 +495,7 @@ bool recover(const std::string &basePath, const std::string &name) {
     if (!journal && errno != ENOENT && errno != EACCES)
         return false;
     if (journal) {
-        const std::optional<JournalRecord> last = parseJournal(bytesOf(journal.get()));
-        if (last && exists(folder.get(), last->taken) &&
-            !moveBackTo(folder.get(), last->taken, last->folder, last->name))
+        if (!bringBack(folder.get(), journal.get()))
             return false;
         if (isOursAlone(folderRecord))
             removeJournal(folder.get(), journalName, journal.get(), folder.get());

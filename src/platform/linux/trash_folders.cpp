@@ -233,7 +233,9 @@ bool isTrashName(const Folder &folder, std::string_view name) {
         });
     if (name == sharedTrashName || name.starts_with(".Trash-"))
         return folder.volumeRoot;
-    return name == homeTrashName && folder.linuxPath == baseFolders().dataHome;
+    // Root sees the home folders of others too; theirs lie at the usual place.
+    return name == homeTrashName &&
+           (folder.linuxPath == baseFolders().dataHome || folder.linuxPath.ends_with("/.local/share"));
 }
 
 bool isInTrash(const Folder &folder) {

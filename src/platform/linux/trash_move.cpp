@@ -7,10 +7,10 @@
 #include "platform/linux/private_folder.h"
 
 #include <fcntl.h>
-#include <limits.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <ctime>
 #include <utility>
 
@@ -152,6 +152,11 @@ DWORD reserveName(TrashMove &move, bool ownName) {
     return code;
 }
 
+/// Other programs restore a file by its whole path, which the kernel must take at once.
+bool hasWayBack(const TrashMove &move) {
+    return move.folder->linuxPath.size() + 1 + move.name.size() < PATH_MAX;
+}
+
 DWORD openSource(const WString &path, WString &normal, TrashMove &move) {
     WStringView folder;
     WStringView name;
@@ -167,7 +172,7 @@ DWORD openSource(const WString &path, WString &normal, TrashMove &move) {
         return errno == EXDEV ? ERROR_NOT_SUPPORTED : errorOf(errno);
     if (!readRecord(move.file.get(), "", move.record))
         return errorOf(errno);
-    return S_ISREG(move.record.stx_mode) ? ERROR_SUCCESS : ERROR_NOT_SUPPORTED;
+    return S_ISREG(move.record.stx_mode) && hasWayBack(move) ? ERROR_SUCCESS : ERROR_NOT_SUPPORTED;
 }
 
 /// The file in the trash is the one that was opened, as it was then, and its way back is known.

@@ -25,7 +25,8 @@ struct TrashMove {
 };
 
 /// Opens the regular file at a drive-form path and writes its info file. 0 or an error code: ERROR_NOT_SUPPORTED for
-/// what is no regular file, for what lies in a trash already, and where no trash can be used.
+/// what is no regular file, for what lies in a trash already or at a path too long for other programs to restore it to,
+/// and where no trash can be used.
 DWORD prepareTrashMove(const WString &path, TrashMove &move);
 
 /// Moves the file, and makes sure that what was moved is what was opened, and that its way back is what the info file

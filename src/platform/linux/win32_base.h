@@ -27,6 +27,7 @@ using DWORDLONG = std::uint64_t;
 using SIZE_T = std::size_t;
 using ULONG_PTR = std::uintptr_t;
 using INT_PTR = std::intptr_t;
+using DWORD_PTR = std::uintptr_t;
 using UINT_PTR = std::uintptr_t;
 using LONG_PTR = std::intptr_t;
 using WPARAM = UINT_PTR;
