@@ -30,6 +30,7 @@ struct Brush {
 
 struct Pen {
     QColor color; ///< invalid for NULL_PEN
+    int width = 1;
 };
 
 struct Font {
@@ -48,6 +49,7 @@ struct ContextState {
     HGDIOBJ brush = nullptr;
     HGDIOBJ pen = nullptr;
     HGDIOBJ font = nullptr;
+    QPoint position; ///< where the next line starts
     QColor brushColor = Qt::white;
     QColor textColor = Qt::black;
     QColor backColor = Qt::white;
