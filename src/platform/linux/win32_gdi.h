@@ -24,6 +24,7 @@
 #define NULL_PEN 8
 #define SYSTEM_FONT 13
 #define DC_BRUSH 18
+#define DC_PEN 19
 
 #define TRANSPARENT 1
 #define OPAQUE 2
@@ -119,6 +120,15 @@ BOOL WINAPI BitBlt(HDC to, int x, int y, int width, int height, HDC from, int fr
 int WINAPI FillRect(HDC dc, const RECT *rect, HBRUSH brush);
 /// The colour of the stock brush DC_BRUSH in this context; CLR_INVALID on failure.
 COLORREF WINAPI SetDCBrushColor(HDC dc, COLORREF color);
+/// The same for the stock pen DC_PEN, which draws lines one pixel wide.
+COLORREF WINAPI SetDCPenColor(HDC dc, COLORREF color);
+/// With the selected brush and pen. Without a pen it ends one pixel earlier, right and below.
+BOOL WINAPI RoundRect(HDC dc, int left, int top, int right, int bottom, int width, int height);
+BOOL WINAPI MoveToEx(HDC dc, int x, int y, POINT *previous);
+/// Unlike on Windows the line's last pixel is drawn too.
+BOOL WINAPI LineTo(HDC dc, int x, int y);
+/// Dotted, inverting what is there, so that it shows on any ground and a second one takes it away.
+BOOL WINAPI DrawFocusRect(HDC dc, const RECT *rect);
 /// Drawing reaches the bits at once, so there is nothing to wait for.
 BOOL WINAPI GdiFlush();
 

@@ -29,7 +29,8 @@ struct Brush {
 };
 
 struct Pen {
-    QColor color; ///< invalid for NULL_PEN
+    QColor color;           ///< invalid for NULL_PEN
+    bool ofContext = false; ///< DC_PEN
 };
 
 struct Font {
@@ -49,6 +50,8 @@ struct ContextState {
     HGDIOBJ pen = nullptr;
     HGDIOBJ font = nullptr;
     QColor brushColor = Qt::white;
+    QColor penColor = Qt::black;
+    POINT position = {}; ///< where the next line starts
     QColor textColor = Qt::black;
     QColor backColor = Qt::white;
     bool opaque = true;

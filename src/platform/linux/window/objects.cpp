@@ -30,6 +30,7 @@ const std::vector<StockObject> &stockObjects() {
         {NULL_PEN, newDrawingObject(Pen{})},
         {SYSTEM_FONT, newDrawingObject(Font{})},
         {DC_BRUSH, newDrawingObject(Brush{.color = {}, .ofContext = true})},
+        {DC_PEN, newDrawingObject(Pen{.color = {}, .ofContext = true})},
     };
     return all;
 }
