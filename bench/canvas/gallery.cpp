@@ -5,7 +5,6 @@
 #include "ui/canvas.h"
 #include "ui/main_view.h"
 
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -95,7 +94,7 @@ void paintPrimitives(Canvas &canvas, float y, WStringView name) {
     ui::fillRoundRect(canvas, 100, y + 204, 30, 30, 15, palette.fieldBackground, palette.textMuted, 2);
     ui::fillRoundRect(canvas, 150, y + 214, 43, 24, 12, palette.accentColor, 0, 0);
     ui::fillRoundRect(canvas, 172, y + 217, 18, 18, 9, palette.onAccent, 0, 0);
-    ui::fillRoundRect(canvas, 210.5F, y + 210.5F, 60, 26, 0, palette.fieldBackground, palette.borderColor, 1);
+    ui::fillRoundRect(canvas, 210.5F, y + 210.5F, 60, 26, 1, palette.fieldBackground, palette.borderColor, 1);
     float barY = y + 252;
     for (const float fraction : {0.0F, 0.01F, 0.37F, 1.0F, 2.0F}) {
         ui::drawProgressBar(canvas, 20, barY, 370, fraction);

@@ -51,6 +51,7 @@
 #include "platform/linux/win32_protect.h"
 #include "platform/linux/win32_shell.h"
 #include "platform/linux/win32_shell_items.h"
+#include "platform/linux/win32_shell_open.h"
 #include "platform/linux/win32_text.h"
 #include "platform/linux/win32_windows.h"
 #endif

@@ -1,4 +1,4 @@
-// Published declarations of the notification area, and of opening what another program shows.
+// Published declarations of the notification area.
 #pragma once
 
 #include "platform/linux/win32_windows.h"
@@ -53,8 +53,3 @@ struct NOTIFYICONIDENTIFIER {
 BOOL WINAPI Shell_NotifyIconW(DWORD message, NOTIFYICONDATAW *data);
 /// Only of an icon in the corner: the place of another one is its host's secret, and the answer E_FAIL.
 HRESULT WINAPI Shell_NotifyIconGetRect(const NOTIFYICONIDENTIFIER *identifier, RECT *rect);
-
-/// Only "open", of a web address or a path, which the desktop's own choice of program then shows. Above 32 where it was
-/// handed over.
-HINSTANCE WINAPI ShellExecuteW(HWND window, LPCWSTR operation, LPCWSTR file, LPCWSTR parameters, LPCWSTR folder,
-                               INT show);

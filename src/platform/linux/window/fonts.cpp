@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <mutex>
 
 namespace dm::platform {
 
@@ -43,11 +42,9 @@ void dropFontWarnings(QtMsgType type, const QMessageLogContext &context, const Q
 
 /// Fonts are the application's.
 void ensureFonts() {
-    static std::once_flag once;
-    std::call_once(once, [] {
-        application();
+    application();
+    if (nextMessageHandler == nullptr)
         nextMessageHandler = qInstallMessageHandler(dropFontWarnings);
-    });
 }
 
 const WindowsFamily *windowsFamily(const QString &name) {
