@@ -251,7 +251,7 @@ HDC WINAPI GetWindowDC(HWND window);
 int WINAPI ReleaseDC(HWND window, HDC dc);
 BOOL WINAPI GetScrollBarInfo(HWND window, LONG object, SCROLLBARINFO *info);
 
-/// Resource 1 is the program's icon, as the desktop's icon theme has it.
+/// Resource 1 is the program's icon.
 HICON WINAPI LoadIconW(HINSTANCE instance, LPCWSTR name);
 HCURSOR WINAPI LoadCursorW(HINSTANCE instance, LPCWSTR name);
 
