@@ -310,6 +310,12 @@ void drawCard(Canvas &canvas, float x, float y, float w, float h) {
     fillRoundRect(canvas, x, y, w, h, radius, palette.cardBackground, palette.borderColor, 1);
 }
 
+void drawLine(Canvas &canvas, float x1, float y1, float x2, float y2, Argb color, float width, bool roundCaps) {
+    Graphics &graphics = canvas.graphics();
+    const Pen pen(graphics, color, width, roundCaps ? Caps::Round : Caps::Flat);
+    graphics.note(GdipDrawLine(graphics.object, pen, x1, y1, x2, y2));
+}
+
 void drawGlyph(Canvas &canvas, int index, float x, float y, float size, Argb color) {
     if (index == 0) {
         drawBroom(canvas, x, y, size, color);

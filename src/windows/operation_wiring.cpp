@@ -1,6 +1,7 @@
 #include "windows/operation_wiring.h"
 
 #include "core/operations.h"
+#include "data/analytics.h"
 #include "ui/canvas.h"
 #include "ui/layout.h"
 #include "ui/main_view.h"
@@ -52,6 +53,7 @@ void wireOperations() {
     host.recycleInput = recycleInput;
     host.askUser = showMessage;
     host.notify = [](const WString &text, UINT icon) { showNotice(text, icon); };
+    host.sendUsage = sendUsageEvent;
     host.layoutMainWindow = ui::layoutMainWindow;
     host.bringUpMainWindow = restoreMainWindow;
     host.isMainWindowShowing = isMainWindowShowing;

@@ -73,7 +73,8 @@ BOOL WINAPI SetProcessDPIAware();
 using HMODULE = HINSTANCE;
 using FARPROC = INT_PTR(WINAPI *)();
 
-/// "user32.dll" and "dwmapi.dll", which are always there; null with ERROR_MOD_NOT_FOUND for any other.
+/// Null names the program, which exports nothing. "user32.dll" and "dwmapi.dll" are always there; null with
+/// ERROR_MOD_NOT_FOUND for any other.
 HMODULE WINAPI GetModuleHandleW(LPCWSTR name);
 HMODULE WINAPI LoadLibraryExW(LPCWSTR name, HANDLE file, DWORD flags);
 BOOL WINAPI FreeLibrary(HMODULE module);

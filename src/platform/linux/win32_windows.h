@@ -72,6 +72,7 @@
 #define CHILDID_SELF 0
 #define STATE_SYSTEM_UNAVAILABLE 0x00000001
 #define STATE_SYSTEM_INVISIBLE 0x00008000
+#define STATE_SYSTEM_OFFSCREEN 0x00010000
 
 #define IDOK 1
 #define IDCANCEL 2
@@ -250,7 +251,7 @@ HDC WINAPI GetWindowDC(HWND window);
 int WINAPI ReleaseDC(HWND window, HDC dc);
 BOOL WINAPI GetScrollBarInfo(HWND window, LONG object, SCROLLBARINFO *info);
 
-/// Resource 1 is the program's icon, as the desktop's icon theme has it.
+/// Resource 1 is the program's icon.
 HICON WINAPI LoadIconW(HINSTANCE instance, LPCWSTR name);
 HCURSOR WINAPI LoadCursorW(HINSTANCE instance, LPCWSTR name);
 

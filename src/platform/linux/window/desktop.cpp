@@ -206,6 +206,7 @@ struct Export {
     const char *name;
     FARPROC function;
 };
+const Export programFunctions[] = {{nullptr, nullptr}};
 const Export userFunctions[] = {
     {"SetProcessDpiAwarenessContext", exported(&setProcessDpiAwarenessContext)},
     {"GetDpiForWindow", exported(&getDpiForWindow)},
@@ -223,6 +224,8 @@ HMODULE moduleOf(const Export *functions) {
 } // namespace
 
 HMODULE WINAPI GetModuleHandleW(LPCWSTR name) {
+    if (name == nullptr)
+        return moduleOf(programFunctions);
     if (_wcsicmp(name, W("user32.dll")) == 0)
         return moduleOf(userFunctions);
     if (_wcsicmp(name, W("dwmapi.dll")) == 0)

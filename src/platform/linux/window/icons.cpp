@@ -2,6 +2,7 @@
 
 #include "platform/linux/window/application.h"
 
+#include <QDir>
 #include <QStyle>
 
 namespace {
@@ -23,8 +24,12 @@ namespace dm::platform {
 QIcon iconOf(HICON icon) {
     if (icon == nullptr)
         return {};
-    const QIcon standard = application().style()->standardIcon(QStyle::SP_DesktopIcon);
-    return icon == handleFor<HICON>(programIcon) ? QIcon::fromTheme("dustmere", standard) : standard;
+    QIcon program;
+    if (icon == handleFor<HICON>(programIcon)) {
+        for (const QString &picture : QDir(QStringLiteral(":/icons")).entryList())
+            program.addFile(QStringLiteral(":/icons/") + picture);
+    }
+    return program.isNull() ? application().style()->standardIcon(QStyle::SP_DesktopIcon) : program;
 }
 
 } // namespace dm::platform

@@ -12,7 +12,7 @@ namespace dm::platform {
 
 void setThemeVariant(const QWidget &widget, bool dark) {
     const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (x11 == nullptr)
+    if (x11 == nullptr || x11->connection() == nullptr) // the offscreen platform gives one without a connection
         return;
     xcb_connection_t *connection = x11->connection();
     const auto atomOf = [connection](const char *name) {
