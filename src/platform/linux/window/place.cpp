@@ -4,6 +4,7 @@
 #include "platform/linux/window/desktop.h"
 #include "platform/linux/window/events.h"
 #include "platform/linux/window/icons.h"
+#include "platform/linux/window/owner_hint.h"
 
 #include <QAccessible>
 #include <QScreen>
@@ -84,6 +85,8 @@ void setShown(HWND window, bool shown) {
     pane->erase = true;
     pane->invalid = pane->client->rect();
     pane->widget->show();
+    if (const Pane *owner = own.owner == nullptr ? nullptr : paneOf(own.owner))
+        setOwnerHint(*pane->widget, *owner->widget->window());
 }
 
 void activate(Pane &pane) {
@@ -240,8 +243,7 @@ void settleFrame(HWND window) {
     if (pane == nullptr || !pane->askedSize.isValid())
         return;
     const QSize asked = std::exchange(pane->askedSize, QSize());
-    const bool isAsMade =
-        stateOf(*pane) == SIZE_RESTORED && pane->widget->size() == asked.shrunkBy(pane->assumedFrame);
+    const bool isAsMade = stateOf(*pane) == SIZE_RESTORED && pane->widget->size() == asked.shrunkBy(pane->assumedFrame);
     if (!isAsMade || frameOf(*pane) == pane->assumedFrame)
         return;
     applyMinimum(*pane);
@@ -458,7 +460,8 @@ BOOL WINAPI SetWindowTextW(HWND window, LPCWSTR text) {
 int WINAPI GetWindowTextW(HWND window, LPWSTR text, int units) {
     if (units > 0)
         text[0] = 0;
-    return static_cast<int>(SendMessageW(window, WM_GETTEXT, static_cast<WPARAM>(units), reinterpret_cast<LPARAM>(text)));
+    return static_cast<int>(
+        SendMessageW(window, WM_GETTEXT, static_cast<WPARAM>(units), reinterpret_cast<LPARAM>(text)));
 }
 
 int WINAPI GetWindowTextLengthW(HWND window) {
