@@ -1,18 +1,17 @@
 #include "core/entry.h"
 
 #include "core/json_sanity.h"
+#include "core/message_loop.h"
 #include "data/history.h"
 #include "engine/self_test.h"
 #include "platform/text.h"
+#include "ui/main_view.h"
 
 namespace dm {
-
-HINSTANCE moduleInstance = nullptr;
 
 namespace {
 
 constexpr int exitPassed = 0;
-constexpr int exitNoMainWindow = 10;
 constexpr int exitSelfTestFailed = 11;
 
 enum class RunMode { Normal, Smoke, SelfTest };
@@ -53,17 +52,12 @@ int runSelfTestMode() {
 
 } // namespace dm
 
-int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, LPWSTR commandLine, int) {
+int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, LPWSTR commandLine, int showCommand) {
     dm::moduleInstance = instance;
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    switch (dm::chooseRunMode(commandLine)) {
-    case dm::RunMode::SelfTest:
+    const dm::RunMode mode = dm::chooseRunMode(commandLine);
+    if (mode == dm::RunMode::SelfTest)
         return dm::runSelfTestMode();
-    case dm::RunMode::Smoke:
-    case dm::RunMode::Normal:
-        break;
-    }
-    // There is no main window to create yet.
-    CoUninitialize();
-    return dm::exitNoMainWindow;
+    dm::ui::mainView.smokeQuit = mode == dm::RunMode::Smoke;
+    return dm::runWindowed(showCommand);
 }

@@ -6,7 +6,7 @@
 namespace dm {
 
 /// The program's module, as the entry got it.
-extern HINSTANCE moduleInstance;
+inline HINSTANCE moduleInstance = nullptr;
 
 } // namespace dm
 

@@ -36,6 +36,9 @@ struct ScanPlaces {
 /// Paths are normalised; nothing is looked up on the disk.
 ScanPlaces scanPlaces();
 
+/// The root of the drive that the system is on.
+WString systemDrive();
+
 /// A path as a person reads it.
 WString shownPath(const WString &path);
 /// A path as a person typed it, turned into the program's form; what cannot be turned comes back as it is.

@@ -10,8 +10,12 @@
 #define NOMINMAX
 #endif
 #include <windows.h>
+#include <windowsx.h>
 
+#include <commctrl.h>
 #include <objbase.h>
+
+#include <gdiplus.h>
 #include <shellapi.h>
 #include <sherrors.h>
 #include <shlobj.h>
@@ -33,14 +37,21 @@
 #endif
 #else
 #include "platform/linux/win32_base.h"
+#include "platform/linux/win32_controls.h"
+#include "platform/linux/win32_desktop.h"
+#include "platform/linux/win32_dialogs.h"
 #include "platform/linux/win32_files.h"
+#include "platform/linux/win32_gdi.h"
+#include "platform/linux/win32_gdiplus.h"
 #include "platform/linux/win32_http.h"
 #include "platform/linux/win32_locale.h"
 #include "platform/linux/win32_messages.h"
+#include "platform/linux/win32_notify.h"
 #include "platform/linux/win32_processes.h"
 #include "platform/linux/win32_protect.h"
 #include "platform/linux/win32_shell.h"
 #include "platform/linux/win32_shell_items.h"
+#include "platform/linux/win32_shell_open.h"
 #include "platform/linux/win32_text.h"
 #include "platform/linux/win32_windows.h"
 #endif

@@ -4,6 +4,7 @@
 // none.
 #include "platform/linux/errors.h"
 #include "platform/linux/messages.h"
+#include "platform/linux/own_windows.h"
 #include "platform/win32.h"
 
 #include <algorithm>
@@ -87,7 +88,7 @@ HWND handleOf(xcb_window_t window) {
     return reinterpret_cast<HWND>(static_cast<std::uintptr_t>(window));
 }
 
-xcb_window_t windowOf(HWND handle) {
+xcb_window_t numberOf(HWND handle) {
     return static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(handle));
 }
 
@@ -207,7 +208,7 @@ BOOL WINAPI EnumWindows(WNDENUMPROC callback, LPARAM parameter) {
 }
 
 DWORD WINAPI GetWindowThreadProcessId(HWND window, LPDWORD processId) {
-    const DWORD process = onDesktop([window](const Desktop &desktop) { return processOf(desktop, windowOf(window)); });
+    const DWORD process = onDesktop([window](const Desktop &desktop) { return processOf(desktop, numberOf(window)); });
     if (process == 0)
         SetLastError(ERROR_INVALID_WINDOW_HANDLE);
     else if (processId != nullptr)
@@ -216,7 +217,9 @@ DWORD WINAPI GetWindowThreadProcessId(HWND window, LPDWORD processId) {
 }
 
 BOOL WINAPI IsWindowVisible(HWND window) {
-    return onDesktop([window](const Desktop &desktop) { return isVisible(desktop, windowOf(window)); });
+    if (isOwnWindow(window))
+        return isShown(window) ? TRUE : FALSE;
+    return onDesktop([window](const Desktop &desktop) { return isVisible(desktop, numberOf(window)); });
 }
 
 HWND WINAPI GetWindow(HWND window, UINT relation) {
@@ -224,7 +227,9 @@ HWND WINAPI GetWindow(HWND window, UINT relation) {
         fail(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    return handleOf(onDesktop([window](const Desktop &desktop) { return ownerOf(desktop, windowOf(window)); }));
+    if (isOwnWindow(window))
+        return windowOf(window)->owner;
+    return handleOf(onDesktop([window](const Desktop &desktop) { return ownerOf(desktop, numberOf(window)); }));
 }
 
 BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -232,7 +237,7 @@ BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam
         return post(window, message, wParam, lParam) ? TRUE : FALSE;
     if (message != WM_CLOSE)
         return fail(ERROR_INVALID_PARAMETER);
-    if (!onDesktop([window](const Desktop &desktop) { return requestClose(desktop, windowOf(window)); }))
+    if (!onDesktop([window](const Desktop &desktop) { return requestClose(desktop, numberOf(window)); }))
         return fail(ERROR_INVALID_WINDOW_HANDLE);
     return TRUE;
 }

@@ -135,6 +135,10 @@ WString typedPath(const WString &text) {
     return path.empty() ? text : path;
 }
 
+WString systemDrive() {
+    return W("C:\\");
+}
+
 WString platformName() {
     return W("Linux");
 }

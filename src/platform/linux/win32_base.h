@@ -26,6 +26,7 @@ using DWORD64 = std::uint64_t;
 using DWORDLONG = std::uint64_t;
 using SIZE_T = std::size_t;
 using ULONG_PTR = std::uintptr_t;
+using INT_PTR = std::intptr_t;
 using DWORD_PTR = std::uintptr_t;
 using UINT_PTR = std::uintptr_t;
 using LONG_PTR = std::intptr_t;
@@ -52,6 +53,35 @@ struct HINSTANCE__;
 using HINSTANCE = HINSTANCE__ *;
 struct HWND__;
 using HWND = HWND__ *;
+struct HDC__;
+using HDC = HDC__ *;
+struct HBITMAP__;
+using HBITMAP = HBITMAP__ *;
+struct HBRUSH__;
+using HBRUSH = HBRUSH__ *;
+struct HFONT__;
+using HFONT = HFONT__ *;
+struct HPEN__;
+using HPEN = HPEN__ *;
+using HGDIOBJ = void *;
+using COLORREF = DWORD;
+
+struct POINT {
+    LONG x;
+    LONG y;
+};
+
+struct SIZE {
+    LONG cx;
+    LONG cy;
+};
+
+struct RECT {
+    LONG left;
+    LONG top;
+    LONG right;
+    LONG bottom;
+};
 
 struct FILETIME {
     DWORD dwLowDateTime;

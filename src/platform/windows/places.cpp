@@ -47,6 +47,10 @@ ScanPlaces scanPlaces() {
     return places;
 }
 
+WString systemDrive() {
+    return windowsFolder().substr(0, 3);
+}
+
 WString shownPath(const WString &path) {
     return path;
 }

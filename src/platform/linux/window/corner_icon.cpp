@@ -1,0 +1,87 @@
+#include "platform/linux/window/corner_icon.h"
+
+#include <QBitmap>
+#include <QContextMenuEvent>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QToolTip>
+
+namespace dm::platform {
+namespace {
+
+constexpr int sideDips = 48;
+constexpr int marginDips = 12;
+constexpr int balloonMilliseconds = 8000;
+
+int pixels(int dips) {
+    return qRound(dips * QGuiApplication::primaryScreen()->logicalDotsPerInch() / 96);
+}
+
+} // namespace
+
+/// A plain window above the others, so that it is among those that the keyboard switches between.
+CornerIcon::CornerIcon() {
+    setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setFocusPolicy(Qt::StrongFocus);
+    connect(this, &QAbstractButton::clicked, this, [this] { tellNotifyEvent(NIN_SELECT, centre()); });
+    connect(QGuiApplication::primaryScreen(), &QScreen::availableGeometryChanged, this, [this] {
+        if (isVisible())
+            showInCorner();
+    });
+}
+
+void CornerIcon::take(const NotifyIcon &icon) {
+    setIcon(icon.icon);
+    setWindowIcon(icon.icon);
+    setWindowTitle(icon.tip);
+    setAccessibleName(icon.tip);
+    setToolTip(icon.tip);
+    update();
+}
+
+void CornerIcon::showInCorner() {
+    const int side = pixels(sideDips);
+    const int margin = pixels(marginDips);
+    const QRect room = QGuiApplication::primaryScreen()->availableGeometry();
+    setFixedSize(side, side);
+    move(room.right() + 1 - margin - side, room.bottom() + 1 - margin - side);
+    // Without a compositing desktop nothing else cuts the corners off.
+    setMask(icon().pixmap(side, side).mask());
+    show();
+    raise();
+}
+
+void CornerIcon::showBalloon(const QString &text) {
+    QToolTip::showText(geometry().topLeft(), text, this, {}, balloonMilliseconds);
+}
+
+void CornerIcon::paintEvent(QPaintEvent *) {
+    QPainter painter(this);
+    painter.drawPixmap(0, 0, icon().pixmap(size()));
+    if (hasFocus()) {
+        const int inset = qMax(1, width() / 16);
+        painter.setPen(QPen(Qt::white, 1, Qt::DotLine));
+        painter.drawRect(rect().adjusted(inset, inset, -inset - 1, -inset - 1));
+    }
+}
+
+void CornerIcon::contextMenuEvent(QContextMenuEvent *event) {
+    tellNotifyEvent(WM_CONTEXTMENU, event->reason() == QContextMenuEvent::Mouse ? event->globalPos() : centre());
+}
+
+void CornerIcon::keyPressEvent(QKeyEvent *event) {
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter || event->key() == Qt::Key_Space)
+        tellNotifyEvent(NIN_KEYSELECT, centre());
+    else
+        QAbstractButton::keyPressEvent(event);
+}
+
+QPoint CornerIcon::centre() const {
+    return geometry().center();
+}
+
+} // namespace dm::platform

@@ -1,0 +1,156 @@
+#include "ui/controls.h"
+#include "ui/layout.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+namespace dm::ui {
+namespace {
+
+std::map<int, RECT> rectsOf(int width, int height, float scale, PageId page, bool operationRuns) {
+    std::map<int, RECT> rects;
+    for (const Placement &place : placements(computeMetrics(width, height, scale), page, operationRuns))
+        rects[place.id] = placedRect(place.x, place.y, place.w, place.h, scale);
+    // The list stands closed.
+    if (const auto list = rects.find(id::language); list != rects.end())
+        list->second.bottom = list->second.top + static_cast<LONG>(31 * scale);
+    return rects;
+}
+
+bool overlap(const RECT &a, const RECT &b) {
+    return a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
+}
+
+std::string text(const RECT &rect) {
+    return std::to_string(rect.left) + "," + std::to_string(rect.top) + "," + std::to_string(rect.right) + "," +
+           std::to_string(rect.bottom);
+}
+
+struct Client {
+    int width;
+    int height;
+    float dpiScale;
+};
+
+const Client clients[] = {{1300, 850, 1},     {1100, 790, 1},  {900, 640, 1},
+                          {1920, 1200, 1.5F}, {2600, 1700, 2}, {900, 2000, 2}};
+
+TEST(Layout, ControlsOfAPageLieApartInsideTheClient) {
+    for (const Client &client : clients) {
+        const float scale = fittingScale(client.width, client.height, client.dpiScale);
+        for (const PageId page : {PageId::Cleanup, PageId::DiskSpace, PageId::Help, PageId::Settings}) {
+            const auto rects = rectsOf(client.width, client.height, scale, page, true);
+            for (auto a = rects.begin(); a != rects.end(); ++a) {
+                const RECT &rect = a->second;
+                EXPECT_TRUE(rect.left >= 0 && rect.top >= 0 && rect.left < rect.right && rect.top < rect.bottom &&
+                            rect.right <= client.width && rect.bottom <= client.height)
+                    << a->first << " at " << text(rect) << " in " << client.width << " by " << client.height;
+                for (auto b = std::next(a); b != rects.end(); ++b)
+                    EXPECT_FALSE(overlap(rect, b->second)) << a->first << " and " << b->first << " in " << client.width;
+            }
+        }
+    }
+}
+
+TEST(Layout, EachPageShowsItsControls) {
+    const std::set<int> always = {101, 102, 103, 104, 105};
+    const std::pair<PageId, std::set<int>> pages[] = {
+        {PageId::Cleanup, {120, 121, 123, 124, 125, 126, 127, 128, 129}},
+        {PageId::DiskSpace, {141}},
+        {PageId::Help, {136}},
+        {PageId::Settings, {128, 129, 130, 136, 139, 140, 160, 161, 162, 170, 171, 172, 173, 174, 175, 180}},
+    };
+    for (const auto &[page, own] : pages) {
+        for (const bool running : {false, true}) {
+            std::set<int> expected = always;
+            expected.insert(own.begin(), own.end());
+            if (running)
+                expected.insert(122);
+            std::set<int> shown;
+            for (const auto &[id, rect] : rectsOf(1300, 850, 1, page, running))
+                shown.insert(id);
+            EXPECT_EQ(shown, expected) << static_cast<int>(page) << running;
+        }
+    }
+}
+
+TEST(Layout, PlacesByTheGrid) {
+    const struct {
+        PageId page;
+        int width, height;
+        float scale;
+        int id;
+        const char *rect;
+    } cases[] = {
+        // Width 1300: right column 336.6, left column 673.4, its right neighbour at 943.4.
+        {PageId::Cleanup, 1300, 850, 1, 101, "14,152,216,204"},
+        {PageId::Cleanup, 1300, 850, 1, 105, "14,694,216,744"},
+        {PageId::Cleanup, 1300, 850, 1, 121, "533,282,890,330"},
+        {PageId::Cleanup, 1300, 850, 1, 124, "963,355,1260,388"},
+        {PageId::Cleanup, 1300, 850, 1, 127, "268,600,905,651"},
+        {PageId::Cleanup, 1300, 850, 1, 122, "1111,77,1266,112"},
+        // Width 1100: the right column keeps 290.
+        {PageId::Cleanup, 2200, 1580, 2, 124, "1620,710,2120,776"},
+        {PageId::DiskSpace, 1300, 850, 1, 141, "275,741,1248,781"},
+        {PageId::Help, 1300, 850, 1, 136, "275,745,555,787"},
+        {PageId::Settings, 1300, 850, 1, 162, "794,179,962,220"},
+        {PageId::Settings, 1100, 790, 1, 160, "442,179,601,220"},
+        {PageId::Settings, 1300, 850, 1, 175, "707,239,752,281"},
+        {PageId::Settings, 1300, 850, 1, 140, "478,508,1175,536"},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(text(rectsOf(c.width, c.height, c.scale, c.page, true)[c.id]), c.rect) << c.id << " " << c.width;
+    EXPECT_FLOAT_EQ(computeMetrics(1300, 850, 1).listHeight, 354);
+    EXPECT_FLOAT_EQ(computeMetrics(1100, 700, 1).listHeight, 280);
+}
+
+TEST(Layout, RoundsCornerAndSizeEachByItself) {
+    // A size is the same wherever it stands.
+    EXPECT_EQ(text(placedRect(10.3F, 10.6F, 5.2F, 5.3F, 1.5F)), "15,16,23,24");
+    EXPECT_EQ(text(placedRect(1, 1, 1, 1, 0.4F)), "0,0,0,0");
+}
+
+TEST(Layout, ScaleFitsTheDesignGrid) {
+    const struct {
+        Client client;
+        float scale;
+    } cases[] = {
+        {{1100, 790, 1}, 1},           {{4000, 3000, 1.25F}, 1.25F},
+        {{900, 640, 1}, 640 / 790.0F}, {{900, 2000, 1}, 900 / 1100.0F},
+        {{1650, 790, 2}, 1},           {{0, 0, 1}, 0},
+    };
+    for (const auto &[client, scale] : cases)
+        EXPECT_FLOAT_EQ(fittingScale(client.width, client.height, client.dpiScale), scale) << client.width;
+    EXPECT_EQ(nextScale(0.995F, 1), 1);
+    EXPECT_EQ(nextScale(0.98F, 1), 0.98F);
+    EXPECT_EQ(nextScale(1.02F, 1), 1.02F);
+    EXPECT_EQ(nextScale(0, 1), 1);
+}
+
+TEST(Layout, ClampsToTheWorkArea) {
+    const RECT area = {100, 50, 1100, 650};
+    const struct {
+        RECT given;
+        const char *clamped;
+    } cases[] = {
+        {{200, 100, 400, 300}, "200,100,400,300"},    {{0, 0, 200, 100}, "108,58,308,158"},
+        {{1000, 600, 1200, 700}, "892,542,1092,642"}, {{0, 0, 5000, 5000}, "108,58,1092,642"},
+        {{300, 300, 300, 200}, "300,300,301,301"},    {{-9000, 9000, -8000, 9100}, "108,542,1092,642"},
+    };
+    for (const auto &[given, clamped] : cases)
+        EXPECT_EQ(text(clampToArea(given, area)), clamped) << text(given);
+    // An area smaller than its margins.
+    EXPECT_EQ(text(clampToArea({0, 0, 50, 50}, {0, 0, 10, 10})), "8,8,9,9");
+}
+
+TEST(Layout, ScaledPixelsAreRoundedAndNeverNone) {
+    EXPECT_EQ(scaledPixels(10, 1.25F), 13);
+    EXPECT_EQ(scaledPixels(0.2F, 1), 1);
+    EXPECT_EQ(scaledPixels(-5, 2), 1);
+}
+
+} // namespace
+} // namespace dm::ui

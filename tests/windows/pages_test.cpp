@@ -1,0 +1,66 @@
+#include "windows/pages.h"
+
+#include "i18n/language.h"
+#include "windows/page_parts.h"
+
+#include <gtest/gtest.h>
+
+namespace dm {
+namespace {
+
+/// English as long as it lives; the language is the process's own.
+struct InLanguage {
+    explicit InLanguage(const char *code) { setLanguage(code); }
+    ~InLanguage() { setLanguage("en"); }
+};
+
+TEST(Pages, HaveTheirTitles) {
+    struct Case {
+        ui::PageId page;
+        const WChar *title;
+        const WChar *subtitle;
+    };
+    const Case cases[] = {
+        {ui::PageId::Cleanup, W("PC cleanup"), W("Make room on your PC")},
+        {ui::PageId::DiskSpace, W("Disk space"), W("Free and used space")},
+        {ui::PageId::Help, W("Help"), W("Simple cleanup: scan first, then choose")},
+        {ui::PageId::Settings, W("Settings"), W("App appearance and behavior")},
+    };
+    const InLanguage english("en");
+    for (const Case &each : cases) {
+        EXPECT_EQ(tr(pageTitle(each.page).title), each.title);
+        EXPECT_EQ(tr(pageTitle(each.page).subtitle), each.subtitle);
+    }
+}
+
+TEST(Pages, StatusTellsWhatRunsBeforeWhatIsHeld) {
+    const InLanguage english("en");
+    OperationState state;
+    EXPECT_EQ(tr(statusLabel(state)), W("Ready to scan"));
+    state.hasScanResult = true;
+    EXPECT_EQ(tr(statusLabel(state)), W("Results ready"));
+    state.busy = true;
+    EXPECT_EQ(tr(statusLabel(state)), W("Working…"));
+}
+
+TEST(Pages, DrivesTellTheirSpace) {
+    const InLanguage english("en");
+    EXPECT_EQ(spaceText({W("C:\\"), 1536, 4096}), W("1.5 KB free · Total: 4.0 KB"));
+    EXPECT_FLOAT_EQ(usedShare({W("C:\\"), 1024, 4096}), 0.75F);
+    EXPECT_EQ(usedShare({W("C:\\"), 0, 4096}), 1.0F);
+    EXPECT_EQ(usedShare({W("C:\\"), 0, 0}), 0.0F);
+    EXPECT_EQ(usedShare({W("C:\\"), 5, 4}), 0.0F) << "a system that gives more than there is";
+}
+
+TEST(Pages, BoxesAreMirroredWithinTheirFrameInArabicAlone) {
+    const Box frame = {100, 0, 200, 50};
+    const Box box = {110, 5, 40, 20};
+    EXPECT_EQ(mirrored(box, frame).x, 110);
+    const InLanguage arabic("ar");
+    EXPECT_EQ(mirrored(box, frame).x, 250);
+    EXPECT_EQ(mirrored(box, frame).w, 40);
+    EXPECT_EQ(mirrored(mirrored(box, frame), frame).x, 110);
+}
+
+} // namespace
+} // namespace dm
