@@ -2,8 +2,9 @@
 
 #include "ui/canvas.h"
 
-#include <algorithm>
+#include <memory>
 #include <optional>
+#include <type_traits>
 
 namespace dm::ui {
 namespace {
@@ -29,6 +30,11 @@ private:
     HWND window_;
     HDC dc_;
 };
+
+struct ObjectDeleter {
+    void operator()(HGDIOBJ object) const { DeleteObject(object); }
+};
+using PenOwner = std::unique_ptr<std::remove_pointer_t<HPEN>, ObjectDeleter>;
 
 bool isEmpty(const RECT &rect) {
     return rect.left >= rect.right || rect.top >= rect.bottom;
@@ -63,24 +69,29 @@ void drawThumb(HDC dc, const RECT &thumb, int radius, Argb color) {
     RoundRect(dc, thumb.left, thumb.top, thumb.right + 1, thumb.bottom + 1, 2 * radius, 2 * radius);
 }
 
-void drawArrow(HDC dc, const Chevron &arrow, Argb color) {
-    SelectObject(dc, GetStockObject(DC_PEN));
-    SetDCPenColor(dc, toColorRef(color));
-    for (const POINT &end : arrow.ends) {
-        MoveToEx(dc, arrow.tip.x, arrow.tip.y, nullptr);
-        LineTo(dc, end.x, end.y);
-    }
+int sign(LONG value) {
+    return (value > 0) - (value < 0);
+}
+
+void drawArrow(HDC dc, const Chevron &arrow) {
+    const auto &[tip, ends] = arrow;
+    MoveToEx(dc, ends[0].x, ends[0].y, nullptr);
+    LineTo(dc, tip.x, tip.y);
+    // A line stops before its end.
+    LineTo(dc, ends[1].x + sign(ends[1].x - tip.x), ends[1].y + sign(ends[1].y - tip.y));
 }
 
 void drawBar(HDC dc, const SCROLLBARINFO &info, bool vertical, Argb thumbColor, Argb arrowColor) {
     const ScrollBarShape shape =
         scrollBarShape(info.rcScrollBar, vertical, info.xyThumbTop, info.xyThumbBottom, info.dxyLineButton);
+    const PenOwner arrowPen(CreatePen(PS_SOLID, 1, toColorRef(arrowColor)));
     SaveDC(dc);
     fillRect(dc, info.rcScrollBar, ground);
     if (hasThumb(info))
         drawThumb(dc, shape.thumb, shape.thumbRadius, thumbColor);
+    SelectObject(dc, arrowPen.get());
     for (const Chevron &arrow : shape.arrows)
-        drawArrow(dc, arrow, arrowColor);
+        drawArrow(dc, arrow);
     RestoreDC(dc, -1);
 }
 

@@ -149,6 +149,48 @@ TEST(Drawing, BlockCopiesTakeWhatTheSourceHas) {
     EXPECT_EQ(source.at(2, 3), 0xAABBCCU) << "a copy within one picture is of what was there before";
 }
 
+TEST(Drawing, PensDrawUpToTheirEnd) {
+    Pixels pixels(12, 12);
+    HPEN pen = CreatePen(PS_SOLID, 1, RGB(0, 0, 255));
+    HGDIOBJ before = SelectObject(pixels.dc, pen);
+    POINT previous = {};
+    MoveToEx(pixels.dc, 2, 3, nullptr);
+    LineTo(pixels.dc, 7, 3);
+    EXPECT_TRUE(isSame(pixels.inkOn(0), {2, 3, 7, 4}));
+    LineTo(pixels.dc, 7, 6);
+    EXPECT_TRUE(isSame(pixels.inkOn(0), {2, 3, 8, 6}));
+    MoveToEx(pixels.dc, 0, 0, &previous);
+    EXPECT_TRUE(previous.x == 7 && previous.y == 6);
+    EXPECT_EQ(CreatePen(1, 1, 0), nullptr) << "dashes";
+
+    Pixels round(12, 12);
+    SelectObject(round.dc, GetStockObject(NULL_PEN));
+    SetDCBrushColor(round.dc, RGB(0, 255, 0));
+    EXPECT_NE(RoundRect(round.dc, 1, 2, 11, 8, 6, 6), FALSE);
+    EXPECT_TRUE(isSame(round.inkOn(0), {1, 2, 10, 7}));
+    EXPECT_EQ(round.at(1, 2), 0U) << "the corner is round";
+    SelectObject(round.dc, pen);
+    SelectObject(round.dc, GetStockObject(NULL_BRUSH));
+    round.fill(0);
+    RoundRect(round.dc, 1, 2, 11, 8, 6, 6);
+    EXPECT_TRUE(isSame(round.inkOn(0), {1, 2, 11, 8}));
+    EXPECT_EQ(round.at(5, 5), 0U);
+    SelectObject(pixels.dc, before);
+    SelectObject(round.dc, before);
+    EXPECT_NE(DeleteObject(pen), FALSE);
+}
+
+TEST(Drawing, FocusFrameIsTakenAwayByASecond) {
+    Pixels pixels(12, 12);
+    pixels.fill(0x336699);
+    const RECT rect = {2, 2, 10, 8};
+    DrawFocusRect(pixels.dc, &rect);
+    EXPECT_TRUE(isSame(pixels.inkOn(0x336699), rect));
+    EXPECT_NE(pixels.at(4, 2) == 0x336699, pixels.at(5, 2) == 0x336699) << "every second pixel";
+    DrawFocusRect(pixels.dc, &rect);
+    EXPECT_EQ(pixels.inkOn(0x336699).right, 0);
+}
+
 TEST(Drawing, HandedOutContextDrawsWithinItsClip) {
     QImage image(20, 10, QImage::Format_RGB32);
     image.fill(0);
@@ -373,7 +415,8 @@ TEST_F(FlatDrawing, TellsWhichFamiliesAreThere) {
     for (const WChar *name : {W("Segoe UI"), W("segoe ui"), W("Nirmala UI"), W("Leelawadee UI"),
                               W("Microsoft YaHei UI"), W("Yu Gothic UI"), W("Malgun Gothic"), W("Noto Sans")}) {
         Gdiplus::GpFontFamily *family = nullptr;
-        EXPECT_EQ(GdipCreateFontFamilyFromName(name, nullptr, &family), Gdiplus::Ok) << QString::fromUtf16(name).toStdString();
+        EXPECT_EQ(GdipCreateFontFamilyFromName(name, nullptr, &family), Gdiplus::Ok)
+            << QString::fromUtf16(name).toStdString();
         EXPECT_EQ(GdipDeleteFontFamily(family), Gdiplus::Ok);
     }
     Gdiplus::GpFontFamily *family = nullptr;

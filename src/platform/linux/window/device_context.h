@@ -29,8 +29,8 @@ struct Brush {
 };
 
 struct Pen {
-    QColor color;           ///< invalid for NULL_PEN
-    bool ofContext = false; ///< DC_PEN
+    QColor color; ///< invalid for NULL_PEN
+    int width = 1;
 };
 
 struct Font {
@@ -49,9 +49,8 @@ struct ContextState {
     HGDIOBJ brush = nullptr;
     HGDIOBJ pen = nullptr;
     HGDIOBJ font = nullptr;
+    QPoint position; ///< where the next line starts
     QColor brushColor = Qt::white;
-    QColor penColor = Qt::black;
-    POINT position = {}; ///< where the next line starts
     QColor textColor = Qt::black;
     QColor backColor = Qt::white;
     bool opaque = true;

@@ -26,11 +26,10 @@ const std::vector<StockObject> &stockObjects() {
     static const std::vector<StockObject> all = {
         {startBitmapIndex, newDrawingObject(Bitmap{})},
         {NULL_BRUSH, newDrawingObject(Brush{})},
-        {BLACK_PEN, newDrawingObject(Pen{.color = Qt::black})},
+        {BLACK_PEN, newDrawingObject(Pen{.color = Qt::black, .width = 1})},
         {NULL_PEN, newDrawingObject(Pen{})},
         {SYSTEM_FONT, newDrawingObject(Font{})},
         {DC_BRUSH, newDrawingObject(Brush{.color = {}, .ofContext = true})},
-        {DC_PEN, newDrawingObject(Pen{.color = {}, .ofContext = true})},
     };
     return all;
 }
@@ -127,6 +126,15 @@ HBITMAP WINAPI CreateDIBSection(HDC, const BITMAPINFO *info, UINT usage, void **
 
 HBRUSH WINAPI CreateSolidBrush(COLORREF color) {
     return static_cast<HBRUSH>(newDrawingObject(Brush{.color = colorOf(color), .ofContext = false}));
+}
+
+HPEN WINAPI CreatePen(int style, int width, COLORREF color) {
+    constexpr int widest = 32767;
+    if (style != PS_SOLID || width < 0 || width > widest) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    return static_cast<HPEN>(newDrawingObject(Pen{.color = colorOf(color), .width = std::max(width, 1)}));
 }
 
 HGDIOBJ WINAPI GetStockObject(int index) {

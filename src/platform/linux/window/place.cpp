@@ -30,6 +30,13 @@ UINT stateOf(const Pane &pane) {
     return pane.widget->isMinimized() ? SIZE_MINIMIZED : pane.widget->isMaximized() ? SIZE_MAXIMIZED : SIZE_RESTORED;
 }
 
+/// Takes the size inside the frame, as far as that is known.
+void takeSize(Pane &pane, QSize outer) {
+    pane.askedSize = outer;
+    pane.assumedFrame = frameOf(pane);
+    pane.widget->resize(outer.shrunkBy(pane.assumedFrame));
+}
+
 /// The program says how small a window with a frame to size it by may become.
 void applyMinimum(Pane &pane) {
     if (!isTopLevel(pane) || (windowOf(pane.window)->style & WS_THICKFRAME) == 0)
@@ -47,9 +54,8 @@ void place(Pane &pane, const RECT &rect, UINT flags) {
         if ((flags & SWP_NOMOVE) == 0)
             pane.widget->move(wanted.topLeft());
         if ((flags & SWP_NOSIZE) == 0) {
-            pane.askedSize = wanted.size();
             applyMinimum(pane);
-            pane.widget->resize(wanted.size().shrunkBy(frameOf(pane)));
+            takeSize(pane, wanted.size());
         }
     } else {
         const QPoint position = (flags & SWP_NOMOVE) == 0 ? wanted.topLeft() : pane.widget->pos();
@@ -175,9 +181,9 @@ bool makeWindow(HWND window, const CREATESTRUCTW &creation) {
     widget->setWindowTitle(textOf(pane.text));
     widget->setWindowIcon(iconOf(own.icon));
     addPart(window, widget, wholeWidget);
-    pane.askedSize = firstPlace(creation).size();
-    widget->setGeometry(firstPlace(creation));
     widget->winId(); // makes the window in the window system
+    widget->move(firstPlace(creation).topLeft());
+    takeSize(pane, firstPlace(creation).size());
     if (const Pane *owner = own.owner == nullptr ? nullptr : paneOf(own.owner))
         widget->windowHandle()->setTransientParent(owner->widget->window()->windowHandle());
     QObject::connect(widget->windowHandle(), &QWindow::screenChanged, widget, tellScale);
@@ -233,12 +239,13 @@ void settleFrame(HWND window) {
     Pane *pane = paneOf(window);
     if (pane == nullptr || !pane->askedSize.isValid())
         return;
-    const QMargins frame = frameOf(*pane);
     const QSize asked = std::exchange(pane->askedSize, QSize());
-    if (frame.isNull() || stateOf(*pane) != SIZE_RESTORED || pane->widget->size() != asked)
+    const bool isAsMade =
+        stateOf(*pane) == SIZE_RESTORED && pane->widget->size() == asked.shrunkBy(pane->assumedFrame);
+    if (!isAsMade || frameOf(*pane) == pane->assumedFrame)
         return;
     applyMinimum(*pane);
-    pane->widget->resize(asked.shrunkBy(frame));
+    pane->widget->resize(asked.shrunkBy(frameOf(*pane)));
 }
 
 bool handlePlace(HWND window, QObject *object, QEvent &event) {
