@@ -2,6 +2,7 @@
 #include "core/entry.h"
 #include "platform/linux/command_line.h"
 #include "platform/linux/private_folder.h"
+#include "platform/linux/window/application.h"
 
 #include <csignal>
 #include <span>
@@ -22,6 +23,7 @@ int main(int count, char **arguments) {
     const std::span<const char *const> all(arguments, static_cast<std::size_t>(count));
     dm::WString commandLine = dm::platform::commandLineOf(all.subspan(all.empty() ? 0 : 1));
     const auto instance = reinterpret_cast<HINSTANCE>(&module);
+    const dm::platform::WindowSystem windows;
     const int result = wWinMain(instance, nullptr, commandLine.data(), SW_SHOWDEFAULT);
     dm::platform::removePrivateFolders();
     return result;

@@ -235,7 +235,7 @@ HWND WINAPI CreateWindowExW(DWORD extendedStyle, LPCWSTR className, LPCWSTR titl
         return nullptr;
     }
     if (windowLibrary() != nullptr && isOwnWindow(window) && parent != HWND_MESSAGE)
-        windowLibrary()->made(window);
+        windowLibrary()->made(window, (style & WS_VISIBLE) != 0);
     return isOwnWindow(window) ? window : nullptr;
 }
 

@@ -50,7 +50,7 @@ struct WindowLibrary {
     /// Gives a window of one of the program's classes its place on the screen, before its first message.
     bool (*make)(HWND window, const CREATESTRUCTW &creation);
     /// After WM_CREATE: tells the window its size, and shows it if it is to be visible.
-    void (*made)(HWND window);
+    void (*made)(HWND window, bool visible);
     void (*hide)(HWND window);
     /// The window's last message has been sent.
     void (*remove)(HWND window);

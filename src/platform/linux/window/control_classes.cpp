@@ -8,6 +8,11 @@ namespace dm::platform {
 
 void registerControlClasses() {
     registerControlClass(W("BUTTON"), buttonProcedure, makeButton);
+    registerControlClass(W("EDIT"), editProcedure, makeEdit);
+    registerControlClass(W("COMBOBOX"), comboBoxProcedure, makeComboBox);
+    registerControlClass(W("msctls_trackbar32"), trackBarProcedure, makeTrackBar);
+    registerControlClass(W("SysListView32"), listViewProcedure, makeListView);
+    registerControlClass(W("SysHeader32"), headerProcedure, makeHeader);
 }
 
 LRESULT sendCommand(HWND control, WORD code) {

@@ -87,9 +87,11 @@ class PortalWatcher final : public QObject {
     Q_OBJECT
 
 public slots:
-    void changed(const QString &space, const QString &key, const QDBusVariant &value) {
+    void changed(const QDBusMessage &change) {
         desktopSettings(); // an older answer must not come after this
-        take(space, key, value.variant());
+        const QList<QVariant> values = change.arguments();
+        if (values.size() == 3)
+            take(values[0].toString(), values[1].toString(), values[2]);
         tellAll(WM_SETTINGCHANGE);
     }
 };
@@ -102,7 +104,7 @@ void askPortal() {
         return;
     static PortalWatcher watcher;
     bus.connect(portalService, portalPath, portalInterface, QStringLiteral("SettingChanged"), &watcher,
-                SLOT(changed(QString, QString, QDBusVariant)));
+                SLOT(changed(QDBusMessage)));
     QDBusMessage question = QDBusMessage::createMethodCall(portalService, portalPath, portalInterface,
                                                            QStringLiteral("ReadAll"));
     question << QStringList{QStringLiteral("org.freedesktop.appearance"),

@@ -130,7 +130,7 @@ BOOL WINAPI UpdateLayeredWindow(HWND window, HDC, POINT *position, SIZE *size, H
         pane->widget->move(position->x, position->y);
     pane->widget->resize(size->cx, size->cy);
     // Where it is transparent through and through it lets clicks through.
-    pane->widget->setMask(QBitmap::fromImage(layer.createMaskFromColor(0, Qt::MaskOutColor)));
+    pane->widget->setMask(QPixmap::fromImage(layer).createMaskFromColor(Qt::transparent, Qt::MaskInColor));
     pane->layer = std::move(layer);
     if (paintsUnderWay == 0)
         pane->widget->update();

@@ -54,9 +54,11 @@ Pane &addPane(HWND window, QWidget *widget, const CREATESTRUCTW &creation) {
     pane->window = window;
     pane->widget = widget;
     pane->client = widget;
+    pane->ownsWidget = widget->parentWidget() == nullptr;
     const Window &own = *windowOf(window);
-    if (const Pane *parent = own.parent == nullptr ? nullptr : paneOf(own.parent)) {
-        widget->hide();
+    const Pane *parent = own.parent == nullptr || !pane->ownsWidget ? nullptr : paneOf(own.parent);
+    if (parent != nullptr) {
+        widget->hide(); // or it would show itself together with its parent
         widget->setParent(parent->client);
         widget->setGeometry(creation.x, creation.y, creation.cx, creation.cy);
     }
@@ -133,7 +135,10 @@ void removePane(HWND window) {
         return part.second.window == window;
     });
     QWidget *widget = found->second->widget;
+    const bool owned = found->second->ownsWidget;
     panes().all.erase(found);
+    if (!owned)
+        return;
     widget->hide();
     panes().ended.emplace_back(widget);
     buryWidgets();

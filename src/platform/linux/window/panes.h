@@ -42,6 +42,7 @@ struct Pane {
     HWND window = nullptr;
     QWidget *widget = nullptr; ///< its place, visibility and enabling
     QWidget *client = nullptr; ///< its client area: the widget itself, or the viewport inside a scroll area
+    bool ownsWidget = true;    ///< false for a part of another window's widget
     WString text;
     QRegion invalid;           ///< what UpdateWindow has to paint, in the client's coordinates
     bool erase = true;         ///< the next paint begins with WM_ERASEBKGND
@@ -51,7 +52,8 @@ struct Pane {
     std::function<QSize(QSize)> fit; ///< the size that the widget takes of the one that it is given, if not all of it
     QImage layer;                    ///< what UpdateLayeredWindow gave
     // Of a top-level window only:
-    QSize askedSize;         ///< with the frame, which nobody knows before the window manager has made it
+    QSize askedSize;       ///< with the frame, which nobody knows before the window manager has made it
+    QMargins assumedFrame; ///< what the frame was taken for meanwhile
     bool focusShown = false; ///< the keyboard has been used to get about
     HWND lastPopup = nullptr;
     int scale = 0; ///< the dots per inch that it was told last
@@ -62,8 +64,8 @@ Pane *paneOf(HWND window);
 /// The window that an object is, or is part of, itself or by one of its parents; null if none.
 HWND windowOfWidget(QWidget *widget);
 
-/// Gives a window its widget, which is deleted with it. The widget must have no parent yet: it gets the one that the
-/// window has. A child's place is that of the creation.
+/// Gives a window its widget. One without a parent gets the parent and the place of the window, and is deleted with it;
+/// one that has a parent is a part of another window's widget and stays its own.
 Pane &addPane(HWND window, QWidget *widget, const CREATESTRUCTW &creation);
 /// Watches the events of an object of a window. Without a handling of its own it is QObject::event.
 void addPart(HWND window, QObject *part, Roles roles, OwnHandling own = nullptr);

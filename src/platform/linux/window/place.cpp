@@ -30,6 +30,13 @@ UINT stateOf(const Pane &pane) {
     return pane.widget->isMinimized() ? SIZE_MINIMIZED : pane.widget->isMaximized() ? SIZE_MAXIMIZED : SIZE_RESTORED;
 }
 
+/// Takes the size inside the frame, as far as that is known.
+void takeSize(Pane &pane, QSize outer) {
+    pane.askedSize = outer;
+    pane.assumedFrame = frameOf(pane);
+    pane.widget->resize(outer.shrunkBy(pane.assumedFrame));
+}
+
 /// The program says how small a window with a frame to size it by may become.
 void applyMinimum(Pane &pane) {
     if (!isTopLevel(pane) || (windowOf(pane.window)->style & WS_THICKFRAME) == 0)
@@ -47,9 +54,8 @@ void place(Pane &pane, const RECT &rect, UINT flags) {
         if ((flags & SWP_NOMOVE) == 0)
             pane.widget->move(wanted.topLeft());
         if ((flags & SWP_NOSIZE) == 0) {
-            pane.askedSize = wanted.size();
             applyMinimum(pane);
-            pane.widget->resize(wanted.size().shrunkBy(frameOf(pane)));
+            takeSize(pane, wanted.size());
         }
     } else {
         const QPoint position = (flags & SWP_NOMOVE) == 0 ? wanted.topLeft() : pane.widget->pos();
@@ -88,6 +94,8 @@ void activate(Pane &pane) {
 }
 
 void applyExtendedStyle(const Pane &pane) {
+    if (!pane.ownsWidget)
+        return; // it is as the one that it is part of
     const DWORD style = windowOf(pane.window)->extendedStyle;
     const bool mirrored = (style & (WS_EX_LAYOUTRTL | WS_EX_RTLREADING)) != 0;
     pane.widget->setLayoutDirection(mirrored ? Qt::RightToLeft : Qt::LeftToRight);
@@ -163,18 +171,19 @@ bool makeWindow(HWND window, const CREATESTRUCTW &creation) {
         return false;
     }
     auto *widget = new QWidget(nullptr, flagsOf(creation));
-    widget->setAttribute(Qt::WA_OpaquePaintEvent);
+    const bool layered = (creation.dwExStyle & WS_EX_LAYERED) != 0;
+    widget->setAttribute(Qt::WA_OpaquePaintEvent, !layered);
     widget->setAttribute(Qt::WA_NoSystemBackground);
-    widget->setAttribute(Qt::WA_TranslucentBackground, (creation.dwExStyle & WS_EX_LAYERED) != 0);
+    widget->setAttribute(Qt::WA_TranslucentBackground, layered);
     widget->setFocusPolicy(Qt::ClickFocus);
     Pane &pane = addPane(window, widget, creation);
     const Window &own = *windowOf(window);
     widget->setWindowTitle(textOf(pane.text));
     widget->setWindowIcon(iconOf(own.icon));
     addPart(window, widget, wholeWidget);
-    pane.askedSize = firstPlace(creation).size();
-    widget->setGeometry(firstPlace(creation));
     widget->winId(); // makes the window in the window system
+    widget->move(firstPlace(creation).topLeft());
+    takeSize(pane, firstPlace(creation).size());
     if (const Pane *owner = own.owner == nullptr ? nullptr : paneOf(own.owner))
         widget->windowHandle()->setTransientParent(owner->widget->window()->windowHandle());
     QObject::connect(widget->windowHandle(), &QWindow::screenChanged, widget, tellScale);
@@ -182,7 +191,7 @@ bool makeWindow(HWND window, const CREATESTRUCTW &creation) {
     return true;
 }
 
-void windowMade(HWND window) {
+void windowMade(HWND window, bool visible) {
     Pane *pane = paneOf(window);
     if (pane == nullptr)
         return;
@@ -190,6 +199,8 @@ void windowMade(HWND window) {
     applyMinimum(*pane);
     tellScale();
     tellSize(*pane);
+    if (visible)
+        ShowWindow(window, SW_SHOW);
 }
 
 void hideWindow(HWND window) {
@@ -228,12 +239,13 @@ void settleFrame(HWND window) {
     Pane *pane = paneOf(window);
     if (pane == nullptr || !pane->askedSize.isValid())
         return;
-    const QMargins frame = frameOf(*pane);
     const QSize asked = std::exchange(pane->askedSize, QSize());
-    if (frame.isNull() || stateOf(*pane) != SIZE_RESTORED || pane->widget->size() != asked)
+    const bool isAsMade =
+        stateOf(*pane) == SIZE_RESTORED && pane->widget->size() == asked.shrunkBy(pane->assumedFrame);
+    if (!isAsMade || frameOf(*pane) == pane->assumedFrame)
         return;
     applyMinimum(*pane);
-    pane->widget->resize(asked.shrunkBy(frame));
+    pane->widget->resize(asked.shrunkBy(frameOf(*pane)));
 }
 
 bool handlePlace(HWND window, QObject *object, QEvent &event) {

@@ -7,7 +7,7 @@ namespace dm::platform {
 
 // What the window library does for windows that are made and end.
 bool makeWindow(HWND window, const CREATESTRUCTW &creation);
-void windowMade(HWND window);
+void windowMade(HWND window, bool visible);
 void hideWindow(HWND window);
 
 /// The end of every chain of procedures.

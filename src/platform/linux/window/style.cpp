@@ -2,21 +2,17 @@
 
 #include <QProxyStyle>
 #include <QStyleFactory>
+#include <QStyleOptionSlider>
 #include <QWidget>
 
 namespace dm::platform {
 namespace {
 
+/// Programs paint the knob of a slider as large as the system's is.
+constexpr int knobLength = 20; // at 96 dots per inch
+
 class Style final : public QProxyStyle {
 public:
-    int pixelMetric(PixelMetric metric, const QStyleOption *option, const QWidget *widget) const override {
-        // Programs paint the knob of a slider as large as the system's is.
-        constexpr int knob = 20; // at 96 dots per inch
-        if ((metric == PM_SliderLength || metric == PM_SliderThickness) && widget != nullptr)
-            return knob * widget->logicalDpiX() / 96;
-        return QProxyStyle::pixelMetric(metric, option, widget);
-    }
-
     Style() : QProxyStyle(QStyleFactory::create("Fusion")) {}
 
     int styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
@@ -29,6 +25,16 @@ public:
         default:
             return QProxyStyle::styleHint(hint, option, widget, data);
         }
+    }
+    QRect subControlRect(ComplexControl control, const QStyleOptionComplex *option, SubControl part,
+                         const QWidget *widget) const override {
+        const auto *slider = qstyleoption_cast<const QStyleOptionSlider *>(option);
+        if (control != CC_Slider || part != SC_SliderHandle || slider == nullptr || widget == nullptr)
+            return QProxyStyle::subControlRect(control, option, part, widget);
+        const int length = knobLength * widget->logicalDpiX() / 96;
+        const int left = sliderPositionFromValue(slider->minimum, slider->maximum, slider->sliderPosition,
+                                                 slider->rect.width() - length, slider->upsideDown);
+        return {left, (slider->rect.height() - length) / 2, length, length};
     }
 };
 

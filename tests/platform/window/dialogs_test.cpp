@@ -1,0 +1,169 @@
+#include "core/com.h"
+
+#include "windows.h"
+
+#include "scratch.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTimer>
+
+namespace dm::test {
+namespace {
+
+class Dialogs : public WindowTest {
+protected:
+    TopWindow window;
+
+    void SetUp() override { show(window); }
+};
+
+/// As soon as a dialog is open, and runs its loop.
+template <typename Dialog>
+void whenOpen(const std::function<void(Dialog &)> &act) {
+    auto *timer = new QTimer(qApp);
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, act] {
+        QWidget *open = QApplication::activePopupWidget() != nullptr ? QApplication::activePopupWidget()
+                                                                    : QApplication::activeModalWidget();
+        if (auto *dialog = qobject_cast<Dialog *>(open)) {
+            timer->deleteLater();
+            timer->stop();
+            act(*dialog);
+        }
+    });
+    timer->start(1);
+}
+
+int ask(HWND owner, int defaultButton, bool cancellable) {
+    const TASKDIALOG_BUTTON buttons[] = {{IDYES, W("Ja")}, {IDNO, W("Nein")}};
+    TASKDIALOGCONFIG config = {};
+    config.cbSize = sizeof config;
+    config.hwndParent = owner;
+    config.dwFlags = TDF_POSITION_RELATIVE_TO_WINDOW | (cancellable ? TDF_ALLOW_DIALOG_CANCELLATION : 0);
+    config.pszWindowTitle = W("Title");
+    config.pszContent = W("Wirklich? <b>&</b>");
+    config.pszMainIcon = TD_WARNING_ICON;
+    config.cButtons = 2;
+    config.pButtons = buttons;
+    config.nDefaultButton = defaultButton;
+    config.cxWidth = 360;
+    int answer = 0;
+    EXPECT_EQ(TaskDialogIndirect(&config, &answer, nullptr, nullptr), S_OK);
+    return answer;
+}
+
+TEST_F(Dialogs, ATaskDialogGivesTheButtonThatWasPressed) {
+    const auto key = [](Qt::Key pressed) {
+        return [pressed](QMessageBox &box) {
+            EXPECT_EQ(box.text(), QStringLiteral("Wirklich? <b>&</b>"));
+            EXPECT_EQ(box.icon(), QMessageBox::Warning);
+            EXPECT_EQ(box.windowModality(), Qt::WindowModal);
+            QTest::keyClick(&box, pressed);
+        };
+    };
+    const struct {
+        std::function<void(QMessageBox &)> act;
+        int defaultButton;
+        int answer;
+    } cases[] = {
+        {key(Qt::Key_Return), IDNO, IDNO},
+        {key(Qt::Key_Return), 0, IDYES},
+        {key(Qt::Key_Escape), IDNO, IDCANCEL},
+        {[](QMessageBox &box) { box.close(); }, IDNO, IDCANCEL},
+        {[](QMessageBox &box) {
+             for (QAbstractButton *button : box.buttons()) {
+                 if (button->text() == QStringLiteral("Ja")) {
+                     EXPECT_TRUE(button->isVisible());
+                     QTest::mouseClick(button, Qt::LeftButton);
+                 } else if (button->text().isEmpty()) {
+                     EXPECT_FALSE(button->isVisible());
+                 }
+             }
+         },
+         IDNO, IDYES},
+    };
+    for (const auto &each : cases) {
+        whenOpen<QMessageBox>(each.act);
+        EXPECT_EQ(ask(window, each.defaultButton, true), each.answer) << &each - cases;
+    }
+}
+
+TEST_F(Dialogs, AQuestionWithoutCancelStaysOpenUnderEscape) {
+    whenOpen<QMessageBox>([](QMessageBox &box) {
+        QTest::keyClick(&box, Qt::Key_Escape);
+        EXPECT_TRUE(box.isVisible());
+        QTest::keyClick(&box, Qt::Key_Return);
+    });
+    EXPECT_EQ(MessageBoxW(window, W("Text"), W("Title"), MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2), IDNO);
+}
+
+TEST_F(Dialogs, ADialogGoesWithItsOwner) {
+    whenOpen<QMessageBox>([this](QMessageBox &) { DestroyWindow(window); });
+    EXPECT_EQ(ask(window, IDNO, true), IDCANCEL);
+}
+
+TEST_F(Dialogs, AMenuGivesTheCommandThatWasChosen) {
+    const HMENU menu = CreatePopupMenu();
+    AppendMenuW(menu, MF_STRING, 9201, W("Open"));
+    AppendMenuW(menu, MF_SEPARATOR, 0, nullptr);
+    AppendMenuW(menu, MF_STRING, 9203, W("Exit"));
+    EXPECT_EQ(SetMenuDefaultItem(menu, 9201, FALSE), TRUE);
+    EXPECT_EQ(SetMenuDefaultItem(menu, 9999, FALSE), FALSE);
+    const std::pair<std::vector<Qt::Key>, int> cases[] = {
+        {{Qt::Key_Down, Qt::Key_Down, Qt::Key_Return}, 9203},
+        {{Qt::Key_Down, Qt::Key_Escape}, 0},
+    };
+    for (const auto &[keys, command] : cases) {
+        whenOpen<QMenu>([keys = keys](QMenu &open) {
+            for (const Qt::Key key : keys)
+                QTest::keyClick(&open, key);
+        });
+        EXPECT_EQ(TrackPopupMenuEx(menu, TPM_RIGHTBUTTON | TPM_NONOTIFY | TPM_RETURNCMD, 20, 20, window, nullptr),
+                  command);
+    }
+    EXPECT_EQ(DestroyMenu(menu), TRUE);
+    EXPECT_EQ(DestroyMenu(menu), FALSE);
+}
+
+HRESULT chooseFolder(HWND owner, WString &path) {
+    ComOwner<IFileDialog> dialog;
+    EXPECT_EQ(CoCreateInstance(CLSID_FileOpenDialog, nullptr, CLSCTX_INPROC_SERVER, IID_IFileDialog, dialog.outVoid()),
+              S_OK);
+    FILEOPENDIALOGOPTIONS options = 0;
+    dialog->GetOptions(&options);
+    dialog->SetOptions(options | FOS_PICKFOLDERS | FOS_FORCEFILESYSTEM | FOS_PATHMUSTEXIST | FOS_NOCHANGEDIR);
+    dialog->SetTitle(W("Choose"));
+    const HRESULT result = dialog->Show(owner);
+    ComOwner<IShellItem> item;
+    if (FAILED(result) || FAILED(dialog->GetResult(item.out())))
+        return result;
+    TaskMemoryOwner<LPWSTR> name;
+    EXPECT_EQ(item->GetDisplayName(SIGDN_FILESYSPATH, name.out()), S_OK);
+    path = name.get();
+    return result;
+}
+
+TEST_F(Dialogs, AFolderIsChosen) {
+    const Scratch scratch;
+    const QString folder = QString::fromStdString(scratch.folder("Filme"));
+    whenOpen<QFileDialog>([folder](QFileDialog &dialog) {
+        EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Choose"));
+        dialog.setDirectory(folder);
+        static_cast<QDialog &>(dialog).accept();
+    });
+    WString path;
+    EXPECT_EQ(chooseFolder(window, path), S_OK);
+    EXPECT_EQ(path, scratch.wide("Filme"));
+    whenOpen<QFileDialog>([](QFileDialog &dialog) { dialog.reject(); });
+    EXPECT_EQ(chooseFolder(window, path), HRESULT_FROM_WIN32(ERROR_CANCELLED));
+    void *none = &path;
+    EXPECT_EQ(CoCreateInstance(FOLDERID_RecycleBinFolder, nullptr, CLSCTX_INPROC_SERVER, IID_IFileDialog, &none),
+              REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(none, nullptr);
+}
+
+} // namespace
+} // namespace dm::test
