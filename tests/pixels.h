@@ -1,9 +1,12 @@
-// A device context with pixels of its own, for tests.
+// What tests of drawing need: a started system, and a device context with pixels of its own.
 #pragma once
 
+#include "platform/linux/window/application.h"
 #include "platform/linux/window/drawing_objects.h"
 #include "platform/text.h"
 #include "platform/win32.h"
+
+#include <gtest/gtest.h>
 
 #include <QImage>
 
@@ -22,6 +25,20 @@ inline BITMAPINFO bitmapInfo(LONG width, LONG height) {
     info.bmiHeader.biCompression = BI_RGB;
     return info;
 }
+
+/// Fonts and GDI+ are there as long as a test runs.
+class DrawingTest : public testing::Test {
+protected:
+    DrawingTest() {
+        const Gdiplus::GdiplusStartupInput input;
+        EXPECT_EQ(Gdiplus::GdiplusStartup(&token_, &input, nullptr), Gdiplus::Ok);
+    }
+    ~DrawingTest() override { Gdiplus::GdiplusShutdown(token_); }
+
+private:
+    platform::WindowSystem windows_;
+    ULONG_PTR token_ = 0;
+};
 
 class Pixels {
 public:

@@ -1,6 +1,7 @@
 // Draws everything that the program draws with into PNG sheets, to be looked at.
 #include "canvas/scene.h"
 #include "i18n/language.h"
+#include "platform/linux/window/application.h"
 #include "platform/linux/window/drawing_objects.h"
 #include "ui/canvas.h"
 #include "ui/main_view.h"
@@ -277,6 +278,7 @@ int main(int argc, char **argv) {
     }
     dm::bench::folder = argv[1];
     try {
+        const dm::platform::WindowSystem windows;
         dm::bench::makeGallery();
     } catch (const std::exception &error) {
         std::fprintf(stderr, "dustmere_gallery: %s\n", error.what());

@@ -23,7 +23,7 @@ struct MainView {
     float dpiScale = 1; ///< the window's DPI over 96
     Settings settings;
     PageId currentPage = PageId::Cleanup;
-    CleanSelection selection;
+    CleanSelection selection{.temp = true, .browser = true, .recycleBin = true};
     bool hiddenInArea = false; ///< in the notification area
     bool hidePending = false;  ///< a hide to the notification area waits for the end of a dialog
     bool smokeQuit = false;

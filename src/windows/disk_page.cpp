@@ -30,7 +30,7 @@ void paintDrive(ui::Canvas &canvas, const DriveInfo &drive, const Box &row) {
 } // namespace
 
 void paintDiskPage(ui::Canvas &canvas, const ui::LayoutMetrics &metrics) {
-    const Box card = {metrics.contentLeft, 136, metrics.width - metrics.contentLeft - 25, metrics.height - 208};
+    const Box card = wholeCard(metrics);
     drawCardBox(canvas, card);
     Box row = {card.x + margin, card.y + 26, card.w - 2 * margin, rowHeight};
     const std::vector<DriveInfo> &drives = operationState().drives;

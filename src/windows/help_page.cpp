@@ -49,7 +49,7 @@ void paintHelpPage(ui::Canvas &canvas, const ui::LayoutMetrics &metrics) {
     constexpr float margin = 26;
     constexpr float firstTop = 166;
     constexpr float pitch = 150;
-    const Box card = {metrics.contentLeft, 136, metrics.width - metrics.contentLeft - 25, metrics.height - 208};
+    const Box card = wholeCard(metrics);
     drawCardBox(canvas, card);
     float top = firstTop;
     for (const Step &step : steps) {

@@ -38,9 +38,8 @@ void paintSidebar(ui::Canvas &canvas, const ui::LayoutMetrics &m) {
     paintLogo(canvas, sidebar);
     queueLabel(W("Очистка по вашим правилам"), mirrored({22, 108, 188, 33}, sidebar), 13, palette.sidebarMuted,
                wrappedText);
-    const Box line = mirrored({22, m.height - 178, m.sidebarWidth - 44, 1}, sidebar);
-    ui::fillRoundRect(canvas, line.x, line.y, line.w, line.h, 0,
-                      mixColor(palette.sidebarBackground, palette.sidebarText, 0.14F), 0, 0);
+    ui::drawLine(canvas, 22, m.height - 178, m.sidebarWidth - 22, m.height - 178,
+                 mixColor(palette.sidebarBackground, palette.sidebarText, 0.14F), 1, false);
     queueLabel(W("Безопасная очистка"), mirrored({24, m.height - 215, 184, 28}, sidebar), 13, palette.sidebarMuted,
                middleText);
 }

@@ -58,6 +58,12 @@ Box mirrored(const Box &box, const Box &frame) {
     return {2 * frame.x + frame.w - box.x - box.w, box.y, box.w, box.h};
 }
 
+Box wholeCard(const ui::LayoutMetrics &metrics) {
+    constexpr float top = 136;
+    constexpr float strip = 53;
+    return {metrics.contentLeft, top, metrics.width - metrics.contentLeft - 25, metrics.height - top - strip};
+}
+
 void drawCardBox(ui::Canvas &canvas, const Box &box) {
     ui::drawCard(canvas, box.x, box.y, box.w, box.h);
 }

@@ -30,6 +30,8 @@ void queueLabel(WStringView source, const Box &box, float size, ui::Argb color, 
 /// The box, or where it stands within `frame` in a language that is written from right to left.
 Box mirrored(const Box &box, const Box &frame);
 
+/// The one card of a page, down to the status strip, with room for a button at its foot.
+Box wholeCard(const ui::LayoutMetrics &metrics);
 void drawCardBox(ui::Canvas &canvas, const Box &box);
 void drawDot(ui::Canvas &canvas, float x, float y, float diameter, ui::Argb color);
 /// A ring within the box of the diameter.

@@ -19,6 +19,8 @@ namespace {
 constexpr float opacityTop = 508;
 constexpr float opacityHeight = 28;
 constexpr float percentWidth = 66;
+/// The texts at the right end with that of the controls.
+constexpr float rightInset = 32;
 
 Box settingsCard(const ui::LayoutMetrics &m, float top, float height) {
     return {m.contentLeft, top, m.width - m.contentLeft - 25, height};
@@ -32,7 +34,7 @@ void paintRowLabel(const WChar *source, const Box &card, float top, float height
 void paintAppearance(ui::Canvas &canvas, const ui::LayoutMetrics &m) {
     const Box appearance = settingsCard(m, 136, 250);
     drawCardBox(canvas, appearance);
-    const float half = (appearance.w - 50) / 2;
+    const float half = (appearance.w - 25 - rightInset) / 2;
     const Box heading = mirrored({appearance.x + 25, 151, half, 28}, appearance);
     queueLabel(W("Внешний вид"), heading, 21, palette.textPrimary, boldText);
     const Box note = mirrored({appearance.x + 25 + half, 151, half, 28}, appearance);
@@ -46,7 +48,8 @@ void paintOpacity(const Box &behavior) {
     queueLabel(W("Непрозрачность виджета"), {behavior.x + 31, opacityTop, 190, opacityHeight}, 13, palette.textMuted,
                middleText);
     const WString percent = formatCount(static_cast<std::uint64_t>(mainView.settings.widgetOpacity)) + W("%");
-    queueFinished(percent, {behavior.x + behavior.w - 22 - percentWidth, opacityTop, percentWidth, opacityHeight}, 14,
+    queueFinished(percent,
+                  {behavior.x + behavior.w - rightInset - percentWidth, opacityTop, percentWidth, opacityHeight}, 14,
                   palette.textPrimary, boldText | trailingText | middleText);
 }
 

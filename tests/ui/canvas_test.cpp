@@ -1,7 +1,6 @@
 #include "ui/canvas.h"
 
 #include "pixels.h"
-#include "platform/linux/window/application.h"
 #include "ui/main_view.h"
 
 #include <gtest/gtest.h>
@@ -80,18 +79,13 @@ TEST(BackBuffers, BackdropIsTheParentAndElseTheFallback) {
     releaseBackBuffer(child);
 }
 
-class Drawn : public testing::Test {
+class Drawn : public test::DrawingTest {
 protected:
     Drawn() {
-        const Gdiplus::GdiplusStartupInput input;
-        Gdiplus::GdiplusStartup(&token_, &input, nullptr);
         palette = lookFor("light", "emerald", {}).palette;
         highContrast = false;
     }
-    ~Drawn() override {
-        releaseTextPainter(painter);
-        Gdiplus::GdiplusShutdown(token_);
-    }
+    ~Drawn() override { releaseTextPainter(painter); }
     void draw(const Pixels &pixels, float scale, bool rightToLeft, const std::function<void(Canvas &)> &paint) {
         Canvas canvas(pixels.dc, scale, W("Segoe UI"), rightToLeft, painter);
         paint(canvas);
@@ -99,9 +93,6 @@ protected:
     }
 
     TextPainter painter;
-
-private:
-    ULONG_PTR token_ = 0;
 };
 
 TEST_F(Drawn, RoundRectsFillAndFrame) {
@@ -266,7 +257,6 @@ protected:
         releaseDrawing();
     }
 
-    platform::WindowSystem windows;
     int pages = 0;
     SIZE size = {};
     std::function<void()> inPage;

@@ -19,18 +19,13 @@ namespace {
 
 using test::Pixels;
 
-class Text : public testing::Test {
+class Text : public test::DrawingTest {
 protected:
-    Text() {
-        const Gdiplus::GdiplusStartupInput input;
-        Gdiplus::GdiplusStartup(&token_, &input, nullptr);
-        setLanguage("en");
-    }
+    Text() { setLanguage("en"); }
     ~Text() override {
         setLanguage("en");
         mainView = {};
         releaseTextPainter(painter);
-        Gdiplus::GdiplusShutdown(token_);
     }
 
     static TextRun run(const WString &text, const RECT &rect, int pixelSize, int minPixelSize) {
@@ -51,9 +46,6 @@ protected:
     }
 
     TextPainter painter;
-
-private:
-    ULONG_PTR token_ = 0;
 };
 
 const WString longText = W("A text that is much longer than any box that it is drawn in here, and then some");

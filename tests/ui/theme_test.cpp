@@ -1,7 +1,7 @@
 #include "ui/theme.h"
 
 #include "i18n/language.h"
-#include "platform/linux/window/drawing_objects.h"
+#include "pixels.h"
 #include "ui/canvas.h"
 #include "ui/main_view.h"
 
@@ -113,10 +113,9 @@ TEST(Theme, HighContrastTakesTheSystemsColours) {
     EXPECT_EQ(look.palette, expected);
 }
 
-TEST(Theme, FamiliesGoByTheExactCode) {
-    const Gdiplus::GdiplusStartupInput input;
-    ULONG_PTR token = 0;
-    Gdiplus::GdiplusStartup(&token, &input, nullptr);
+class AppliedTheme : public test::DrawingTest {};
+
+TEST_F(AppliedTheme, FamiliesGoByTheExactCode) {
     const std::pair<const char *, const WChar *> cases[] = {
         {"hi", W("Nirmala UI")},    {"bn", W("Nirmala UI")},
         {"th", W("Leelawadee UI")}, {"zh", W("Microsoft YaHei UI")},
@@ -129,7 +128,6 @@ TEST(Theme, FamiliesGoByTheExactCode) {
     setLanguage("ja");
     EXPECT_TRUE(currentInterfaceFont() == W("Yu Gothic UI"));
     setLanguage("en");
-    Gdiplus::GdiplusShutdown(token);
 }
 
 /// A window that notes what it is sent.
@@ -155,7 +153,7 @@ HWND makeControl() {
     return CreateWindowExW(0, W("NotingControl"), W(""), 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
 }
 
-TEST(Theme, FontsFollowTheScaleAndReachTheControls) {
+TEST_F(AppliedTheme, FontsFollowTheScaleAndReachTheControls) {
     sent.clear();
     mainView.controls = {{120, makeControl()}, {180, makeControl()}};
     mainView.uiScale = 1.3F;
@@ -192,7 +190,7 @@ TEST(Theme, FontsFollowTheScaleAndReachTheControls) {
     releaseTheme();
 }
 
-TEST(Theme, ApplyingMakesBrushesAndAsksForRepaints) {
+TEST_F(AppliedTheme, ApplyingMakesBrushesAndAsksForRepaints) {
     mainView.window = makeControl();
     mainView.controls = {{120, makeControl()}};
     mainView.settings.theme = "dark";

@@ -248,14 +248,8 @@ TEST(Drawing, WhatIsNoHandleFails) {
     DeleteObject(brush);
 }
 
-class FlatDrawing : public testing::Test {
+class FlatDrawing : public test::DrawingTest {
 protected:
-    FlatDrawing() {
-        const Gdiplus::GdiplusStartupInput input;
-        EXPECT_EQ(Gdiplus::GdiplusStartup(&token_, &input, nullptr), Gdiplus::Ok);
-    }
-    ~FlatDrawing() override { Gdiplus::GdiplusShutdown(token_); }
-
     /// What a drawing in white leaves on black.
     using Draw = std::function<void(Gdiplus::GpGraphics *, Gdiplus::GpPen *, Gdiplus::GpBrush *)>;
     static void paint(const Pixels &pixels, float scale, float penWidth, Gdiplus::ARGB color, const Draw &draw) {
@@ -274,9 +268,6 @@ protected:
         GdipDeletePen(pen);
         GdipDeleteGraphics(graphics);
     }
-
-private:
-    ULONG_PTR token_ = 0;
 };
 
 using namespace Gdiplus::DllExports;
@@ -424,7 +415,7 @@ TEST_F(FlatDrawing, TellsWhichFamiliesAreThere) {
     EXPECT_EQ(family, nullptr);
 }
 
-class Texts : public testing::Test {
+class Texts : public test::DrawingTest {
 protected:
     Texts() : font(makeFont(-20)), before_(SelectObject(measure.dc, font)) {}
     ~Texts() override {

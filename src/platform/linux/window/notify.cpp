@@ -16,10 +16,9 @@ namespace {
 class Presence final : public QObject {
 public:
     explicit Presence(const NotifyIcon &icon) : icon_(icon), notifier_(icon_) {
-        connect(&notifier_, &StatusNotifier::hostedChanged, this, [this] { showWhereNeeded(); });
+        connect(&notifier_, &StatusNotifier::hostedChanged, this, [this] { showLater(); });
         if (const Pane *pane = paneOf(icon.window))
             pane->widget->installEventFilter(this);
-        showWhereNeeded();
     }
 
     NotifyIcon &icon() { return icon_; }
@@ -28,22 +27,24 @@ public:
     void update() {
         corner_.take(icon_);
         notifier_.update();
-        showWhereNeeded();
+        showLater();
     }
 
+    /// Later, as the icon may be on its way to the corner.
     void showBalloon(const QString &title, const QString &text) {
-        if (corner_.isVisible())
-            corner_.showBalloon(text);
-        else
-            showNotification(title, text);
+        const auto show = [this, title, text] {
+            if (corner_.isVisible())
+                corner_.showBalloon(text);
+            else
+                showNotification(title, text);
+        };
+        QMetaObject::invokeMethod(this, show, Qt::QueuedConnection);
     }
 
 protected:
     bool eventFilter(QObject *, QEvent *event) override {
-        // Both come once the widget is already as they say.
         if (event->type() == QEvent::Show || event->type() == QEvent::Hide)
-            QMetaObject::invokeMethod(
-                this, [this] { showWhereNeeded(); }, Qt::QueuedConnection);
+            showLater();
         return false;
     }
 
@@ -51,6 +52,12 @@ private:
     bool isWindowHidden() const {
         const Pane *pane = paneOf(icon_.window);
         return pane != nullptr && !pane->widget->isVisible();
+    }
+
+    /// What is going on now may be the start of a window that is to be shown, or the middle of its hiding.
+    void showLater() {
+        QMetaObject::invokeMethod(
+            this, [this] { showWhereNeeded(); }, Qt::QueuedConnection);
     }
 
     void showWhereNeeded() {

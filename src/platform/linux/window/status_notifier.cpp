@@ -31,11 +31,7 @@ struct ItemToolTip {
     QString text;
 };
 
-namespace {
-
-const QString watcherService = QStringLiteral("org.kde.StatusNotifierWatcher");
-const QString watcherPath = QStringLiteral("/StatusNotifierWatcher");
-const QString itemPath = QStringLiteral("/StatusNotifierItem");
+// Found by Qt in the namespace of their types.
 
 QDBusArgument &operator<<(QDBusArgument &argument, const ItemPicture &picture) {
     argument.beginStructure();
@@ -64,6 +60,12 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, ItemToolTip &tip)
     argument.endStructure();
     return argument;
 }
+
+namespace {
+
+const QString watcherService = QStringLiteral("org.kde.StatusNotifierWatcher");
+const QString watcherPath = QStringLiteral("/StatusNotifierWatcher");
+const QString itemPath = QStringLiteral("/StatusNotifierItem");
 
 ItemPicture pictureOf(const QIcon &icon, int side) {
     const QImage image = icon.pixmap(side, side).toImage().convertToFormat(QImage::Format_ARGB32);
@@ -226,8 +228,5 @@ void StatusNotifier::setHosted(bool hosted) {
 }
 
 } // namespace dm::platform
-
-Q_DECLARE_METATYPE(dm::platform::ItemPicture)
-Q_DECLARE_METATYPE(dm::platform::ItemToolTip)
 
 #include "status_notifier.moc"
