@@ -242,7 +242,7 @@ std::vector<Placement> placements(const LayoutMetrics &metrics, PageId page, boo
 }
 
 RECT placedRect(float x, float y, float w, float h, float scale) {
-    const auto pixels = [scale](float dips) { return static_cast<LONG>(dips * scale + 0.5F); };
+    const auto pixels = [scale](float dips) { return static_cast<LONG>(std::trunc(dips * scale + 0.5F)); };
     const LONG left = pixels(x);
     const LONG top = pixels(y);
     return {left, top, left + pixels(w), top + pixels(h)};
