@@ -23,9 +23,9 @@ std::string narrow(const WString &text) {
     return platform::textOf(text).toStdString();
 }
 
-class Controls : public test::WindowTest {
+class MainControls : public test::WindowTest {
 protected:
-    Controls() {
+    MainControls() {
         static Gdiplus::GdiplusStartupInput input;
         Gdiplus::GdiplusStartup(&gdiplus_, &input, nullptr);
         mainView = {};
@@ -41,7 +41,7 @@ protected:
         createMainControls();
         SetWindowPos(mainView.window, nullptr, 0, 0, 1200, 860, SWP_NOZORDER);
     }
-    ~Controls() override {
+    ~MainControls() override {
         top_.reset();
         mainView = {};
         animation = {};
@@ -99,7 +99,7 @@ private:
     std::optional<test::TopWindow> top_;
 };
 
-TEST_F(Controls, StandInTheOrderOfTheKeys) {
+TEST_F(MainControls, StandInTheOrderOfTheKeys) {
     std::vector<int> ids;
     for (HWND child : platform::windowOf(mainView.window)->children)
         ids.push_back(GetDlgCtrlID(child));
@@ -108,7 +108,7 @@ TEST_F(Controls, StandInTheOrderOfTheKeys) {
     EXPECT_EQ(mainView.controls.size(), ids.size());
 }
 
-TEST_F(Controls, TellTheirStateInTheirText) {
+TEST_F(MainControls, TellTheirStateInTheirText) {
     const auto check = [](std::initializer_list<std::pair<int, const char *>> texts) {
         layoutMainWindow();
         for (const auto &[id, text] : texts)
@@ -148,7 +148,7 @@ TEST_F(Controls, TellTheirStateInTheirText) {
     EXPECT_EQ(languageList().at(static_cast<std::size_t>(selected)).code, "de");
 }
 
-TEST_F(Controls, AreEnabledByWhatRuns) {
+TEST_F(MainControls, AreEnabledByWhatRuns) {
     const std::set<int> changing = {120, 125, 126, 127, 128, 129, 130, 180};
     for (const bool busy : {false, true}) {
         for (const bool scanned : {false, true}) {
@@ -184,7 +184,7 @@ std::set<int> wantedIds() {
     return ids;
 }
 
-TEST_F(Controls, OfThePageStandWhereTheyBelong) {
+TEST_F(MainControls, OfThePageStandWhereTheyBelong) {
     showMain();
     for (const PageId page : {PageId::Cleanup, PageId::Settings, PageId::Help, PageId::DiskSpace, PageId::Cleanup}) {
         mainView.currentPage = page;
@@ -205,7 +205,7 @@ TEST_F(Controls, OfThePageStandWhereTheyBelong) {
     }
 }
 
-TEST_F(Controls, ThatGoWhileTheWindowIsHiddenStayGone) {
+TEST_F(MainControls, ThatGoWhileTheWindowIsHiddenStayGone) {
     operationState().busy = true;
     showMain();
     EXPECT_TRUE(shownIds().contains(id::cancel));
@@ -216,7 +216,7 @@ TEST_F(Controls, ThatGoWhileTheWindowIsHiddenStayGone) {
     EXPECT_EQ(shownIds(), wantedIds());
 }
 
-TEST_F(Controls, FollowPointerAndKeys) {
+TEST_F(MainControls, FollowPointerAndKeys) {
     showMain();
     HWND button = mainControl(id::scan);
     const auto state = [] {
@@ -262,7 +262,7 @@ TEST_F(Controls, FollowPointerAndKeys) {
     EXPECT_FALSE(controlState(id::scan).pressed) << "the focus went elsewhere";
 }
 
-TEST_F(Controls, AnimationEndsOnceEverythingStands) {
+TEST_F(MainControls, AnimationEndsOnceEverythingStands) {
     showMain();
     settle();
     EXPECT_FALSE(animation.animating);
@@ -284,7 +284,7 @@ TEST_F(Controls, AnimationEndsOnceEverythingStands) {
     EXPECT_FALSE(animation.animating) << "nothing moves in a hidden window";
 }
 
-TEST_F(Controls, JumpUnderReducedMotion) {
+TEST_F(MainControls, JumpUnderReducedMotion) {
     showMain();
     settle();
     reduceMotion = true;
@@ -299,7 +299,7 @@ TEST_F(Controls, JumpUnderReducedMotion) {
     reduceMotion = false;
 }
 
-TEST_F(Controls, SitOnTheWindowsOwnPixels) {
+TEST_F(MainControls, SitOnTheWindowsOwnPixels) {
     showMain();
     EXPECT_EQ(pixelOf(id::viewFiles, 0.5F, 0.5F), ground) << "outside the rounded corner";
     EXPECT_EQ(pixelOf(id::viewFiles, 20, 5), palette.cardBackground);
@@ -307,7 +307,7 @@ TEST_F(Controls, SitOnTheWindowsOwnPixels) {
     EXPECT_EQ(pixelOf(id::diskPage, 195, 26), palette.sidebarBackground);
 }
 
-TEST_F(Controls, SwitchesPointToTheSideOfTheirState) {
+TEST_F(MainControls, SwitchesPointToTheSideOfTheirState) {
     struct {
         const char *language;
         bool on;
@@ -331,7 +331,7 @@ TEST_F(Controls, SwitchesPointToTheSideOfTheirState) {
     }
 }
 
-TEST_F(Controls, SliderFillsUpToItsKnob) {
+TEST_F(MainControls, SliderFillsUpToItsKnob) {
     mainView.currentPage = PageId::Settings;
     showMain();
     HWND slider = mainControl(id::opacity);
@@ -352,7 +352,7 @@ TEST_F(Controls, SliderFillsUpToItsKnob) {
     }
 }
 
-TEST_F(Controls, LanguageListDrawsEachRow) {
+TEST_F(MainControls, LanguageListDrawsEachRow) {
     BackBuffer buffer;
     ASSERT_TRUE(ensureBackBuffer(buffer, 400, 30));
     const auto ink = [&buffer](int from, int to) {
@@ -386,7 +386,7 @@ TEST_F(Controls, LanguageListDrawsEachRow) {
     releaseBackBuffer(buffer);
 }
 
-TEST_F(Controls, LeaveNothingBehind) {
+TEST_F(MainControls, LeaveNothingBehind) {
     showMain();
     controlState(id::scan).hot = true;
     EXPECT_FALSE(controlBuffers.empty());
