@@ -1,5 +1,5 @@
 // Runs the tests in an environment of their own, so that none of them sees or touches what belongs to the person who
-// runs them: base folders, temporary files, desktop, language.
+// runs them: base folders, temporary files, desktop, screen, language.
 #include "platform/linux/private_folder.h"
 
 #include <gtest/gtest.h>
@@ -50,6 +50,8 @@ void enterPrivateEnvironment(const fs::path &scratch) {
     }
     for (const std::string &variable : unwanted)
         unsetenv(variable.c_str());
+    // Windows without a screen.
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
 }
 
 } // namespace

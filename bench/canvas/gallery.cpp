@@ -1,11 +1,10 @@
 // Draws everything that the program draws with into PNG sheets, to be looked at.
 #include "canvas/scene.h"
 #include "i18n/language.h"
+#include "platform/linux/window/application.h"
 #include "platform/linux/window/drawing_objects.h"
 #include "ui/canvas.h"
 #include "ui/main_view.h"
-
-#include <QApplication>
 
 #include <algorithm>
 #include <cmath>
@@ -96,7 +95,7 @@ void paintPrimitives(Canvas &canvas, float y, WStringView name) {
     ui::fillRoundRect(canvas, 100, y + 204, 30, 30, 15, palette.fieldBackground, palette.textMuted, 2);
     ui::fillRoundRect(canvas, 150, y + 214, 43, 24, 12, palette.accentColor, 0, 0);
     ui::fillRoundRect(canvas, 172, y + 217, 18, 18, 9, palette.onAccent, 0, 0);
-    ui::fillRoundRect(canvas, 210.5F, y + 210.5F, 60, 26, 0, palette.fieldBackground, palette.borderColor, 1);
+    ui::fillRoundRect(canvas, 210.5F, y + 210.5F, 60, 26, 1, palette.fieldBackground, palette.borderColor, 1);
     float barY = y + 252;
     for (const float fraction : {0.0F, 0.01F, 0.37F, 1.0F, 2.0F}) {
         ui::drawProgressBar(canvas, 20, barY, 370, fraction);
@@ -279,7 +278,7 @@ int main(int argc, char **argv) {
     }
     dm::bench::folder = argv[1];
     try {
-        const QApplication application(argc, argv);
+        const dm::platform::WindowSystem windows;
         dm::bench::makeGallery();
     } catch (const std::exception &error) {
         std::fprintf(stderr, "dustmere_gallery: %s\n", error.what());

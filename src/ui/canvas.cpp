@@ -386,6 +386,7 @@ void paintMainWindow() {
 
 void releaseDrawing() {
     releaseBackBuffer(mainBuffer);
+    renderedGeneration = 0;
     for (auto &[control, buffer] : controlBuffers)
         releaseBackBuffer(buffer);
     controlBuffers.clear();

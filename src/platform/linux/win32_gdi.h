@@ -20,8 +20,12 @@
 #define SIMPLEREGION 2
 
 #define NULL_BRUSH 5
+#define BLACK_PEN 7
 #define NULL_PEN 8
+#define SYSTEM_FONT 13
 #define DC_BRUSH 18
+
+#define PS_SOLID 0
 
 #define TRANSPARENT 1
 #define OPAQUE 2
@@ -98,6 +102,8 @@ BOOL WINAPI DeleteDC(HDC dc);
 /// else, or without the memory.
 HBITMAP WINAPI CreateDIBSection(HDC dc, const BITMAPINFO *info, UINT usage, void **bits, HANDLE section, DWORD offset);
 HBRUSH WINAPI CreateSolidBrush(COLORREF color);
+/// Only PS_SOLID. A width of 0 is one pixel.
+HPEN WINAPI CreatePen(int style, int width, COLORREF color);
 HGDIOBJ WINAPI GetStockObject(int index);
 /// Gives what was selected before; null for a bitmap that another context holds.
 HGDIOBJ WINAPI SelectObject(HDC dc, HGDIOBJ object);
@@ -115,6 +121,14 @@ int WINAPI IntersectClipRect(HDC dc, int left, int top, int right, int bottom);
 /// Only SRCCOPY, and only from a device context in memory. What the source does not have stays as it is.
 BOOL WINAPI BitBlt(HDC to, int x, int y, int width, int height, HDC from, int fromX, int fromY, DWORD operation);
 int WINAPI FillRect(HDC dc, const RECT *rect, HBRUSH brush);
+/// Filled with the selected brush and framed with the selected pen. Without one (NULL_PEN) it is one pixel smaller, at
+/// the right and at the bottom.
+BOOL WINAPI RoundRect(HDC dc, int left, int top, int right, int bottom, int width, int height);
+/// Draws a line with the selected pen up to the end, but without it, which is the next start.
+BOOL WINAPI LineTo(HDC dc, int x, int y);
+BOOL WINAPI MoveToEx(HDC dc, int x, int y, POINT *previous);
+/// A dotted frame that a second call takes away again.
+BOOL WINAPI DrawFocusRect(HDC dc, const RECT *rect);
 /// The colour of the stock brush DC_BRUSH in this context; CLR_INVALID on failure.
 COLORREF WINAPI SetDCBrushColor(HDC dc, COLORREF color);
 /// Drawing reaches the bits at once, so there is nothing to wait for.

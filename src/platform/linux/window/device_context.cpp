@@ -15,7 +15,9 @@ std::unordered_map<HDC, std::unique_ptr<DeviceContext>> &contexts() {
 
 HDC newContext(std::unique_ptr<DeviceContext> context) {
     context->state.brush = GetStockObject(DC_BRUSH);
-    auto *dc = reinterpret_cast<HDC>(context.get());
+    context->state.pen = GetStockObject(BLACK_PEN);
+    context->state.font = GetStockObject(SYSTEM_FONT);
+    auto *dc = static_cast<HDC>(newHandleValue());
     contexts().emplace(dc, std::move(context));
     return dc;
 }
@@ -34,6 +36,18 @@ const QImage *imageIn(const DeviceContext &context) {
 int kindOf(const QRegion &region) {
     constexpr int complexRegion = 3;
     return region.isEmpty() ? NULLREGION : region.rectCount() == 1 ? SIMPLEREGION : complexRegion;
+}
+
+/// Invalid for NULL_BRUSH.
+QColor fillColor(const DeviceContext &context, const Brush &brush) {
+    return brush.ofContext ? context.state.brushColor : brush.color;
+}
+
+/// The selected pen; lines end before their last pixel.
+QPen selectedPen(const DeviceContext &context) {
+    const Pen *pen = drawingObjectOf<Pen>(context.state.pen);
+    return pen == nullptr || !pen->color.isValid() ? QPen(Qt::NoPen)
+                                                   : QPen(pen->color, pen->width, Qt::SolidLine, Qt::FlatCap);
 }
 
 HGDIOBJ selectBitmap(HDC dc, DeviceContext &context, HGDIOBJ handle, Bitmap &bitmap) {
@@ -257,13 +271,69 @@ int WINAPI FillRect(HDC dc, const RECT *rect, HBRUSH brush) {
     const Brush *fill = context == nullptr ? nullptr : drawingObjectOf<Brush>(brush);
     if (fill == nullptr)
         return 0;
-    const QColor color = fill->ofContext ? context->state.brushColor : fill->color;
+    const QColor color = fillColor(*context, *fill);
     const QRect area(rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top);
     if (!color.isValid() || area.isEmpty())
         return 1;
     if (QPainter *painter = preparedPainter(*context))
         painter->fillRect(area, color);
     return 1;
+}
+
+BOOL WINAPI RoundRect(HDC dc, int left, int top, int right, int bottom, int width, int height) {
+    DeviceContext *context = deviceContext(dc);
+    const Brush *brush = context == nullptr ? nullptr : drawingObjectOf<Brush>(context->state.brush);
+    if (brush == nullptr)
+        return FALSE;
+    const QRectF area(left, top, right - left - 1, bottom - top - 1);
+    QPainter *painter = area.isEmpty() ? nullptr : preparedPainter(*context);
+    if (painter != nullptr) {
+        const QColor color = fillColor(*context, *brush);
+        painter->setPen(selectedPen(*context));
+        painter->setBrush(color.isValid() ? QBrush(color) : QBrush(Qt::NoBrush));
+        painter->drawRoundedRect(area, width / 2.0, height / 2.0);
+    }
+    return TRUE;
+}
+
+BOOL WINAPI LineTo(HDC dc, int x, int y) {
+    DeviceContext *context = deviceContext(dc);
+    if (context == nullptr)
+        return FALSE;
+    const QPoint start = std::exchange(context->state.position, QPoint(x, y));
+    if (QPainter *painter = preparedPainter(*context)) {
+        painter->setPen(selectedPen(*context));
+        painter->drawLine(start, context->state.position);
+    }
+    return TRUE;
+}
+
+BOOL WINAPI MoveToEx(HDC dc, int x, int y, POINT *previous) {
+    DeviceContext *context = deviceContext(dc);
+    if (context == nullptr)
+        return FALSE;
+    const QPoint before = std::exchange(context->state.position, QPoint(x, y));
+    if (previous != nullptr)
+        *previous = {before.x(), before.y()};
+    return TRUE;
+}
+
+BOOL WINAPI DrawFocusRect(HDC dc, const RECT *rect) {
+    DeviceContext *context = deviceContext(dc);
+    if (context == nullptr)
+        return FALSE;
+    const QRect frame(rect->left, rect->top, rect->right - rect->left - 1, rect->bottom - rect->top - 1);
+    QPainter *painter = frame.isEmpty() ? nullptr : preparedPainter(*context);
+    if (painter != nullptr) {
+        QPen dots(Qt::white, 1, Qt::CustomDashLine, Qt::FlatCap);
+        dots.setDashPattern({1, 1});
+        painter->setPen(dots);
+        painter->setBrush(Qt::NoBrush);
+        painter->setCompositionMode(QPainter::RasterOp_SourceXorDestination);
+        painter->drawRect(frame);
+        painter->setCompositionMode(QPainter::CompositionMode_SourceOver);
+    }
+    return TRUE;
 }
 
 COLORREF WINAPI SetDCBrushColor(HDC dc, COLORREF color) {

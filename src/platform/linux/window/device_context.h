@@ -30,12 +30,13 @@ struct Brush {
 
 struct Pen {
     QColor color; ///< invalid for NULL_PEN
+    int width = 1;
 };
 
 struct Font {
     QFont font;
     int ascent = 0; ///< pixels, whatever fonts the characters of a text are really taken from
-    int height = 0; ///< of a line, pixels
+    int height = 0; ///< of a line, pixels; 0 for SYSTEM_FONT, which is only looked for when text is drawn in it
 };
 
 /// What a HGDIOBJ points to.
@@ -48,6 +49,7 @@ struct ContextState {
     HGDIOBJ brush = nullptr;
     HGDIOBJ pen = nullptr;
     HGDIOBJ font = nullptr;
+    QPoint position; ///< where the next line starts
     QColor brushColor = Qt::white;
     QColor textColor = Qt::black;
     QColor backColor = Qt::white;
@@ -72,6 +74,9 @@ struct DeviceContext {
     QTransform base; ///< what a painter that was handed in came with
     std::optional<PainterState> prepared;
 };
+
+/// A value for a handle that no other has had: one that is used after its object is gone finds nothing.
+void *newHandleValue();
 
 /// The object behind a handle if it is of the type asked for; otherwise null with ERROR_INVALID_HANDLE set.
 DrawingObject *drawingObject(HGDIOBJ handle);

@@ -1,14 +1,13 @@
 #include "platform/linux/window/fonts.h"
+#include "platform/linux/window/application.h"
 #include "platform/linux/window/device_context.h"
 #include "platform/linux/window/drawing_objects.h"
 
 #include <QFontDatabase>
 #include <QFontMetricsF>
-#include <QLoggingCategory>
 
 #include <algorithm>
 #include <cmath>
-#include <mutex>
 
 namespace dm::platform {
 
@@ -33,6 +32,21 @@ const std::vector<WindowsFamily> &windowsFamilies() {
     return all;
 }
 
+QtMessageHandler nextMessageHandler = nullptr;
+
+/// Qt 6.4 warns of every family of a list that does not have the script asked for, although the next one is asked then.
+void dropFontWarnings(QtMsgType type, const QMessageLogContext &context, const QString &message) {
+    if (!message.startsWith(QLatin1String("  OpenType support missing for ")))
+        nextMessageHandler(type, context, message);
+}
+
+/// Fonts are the application's.
+void ensureFonts() {
+    application();
+    if (nextMessageHandler == nullptr)
+        nextMessageHandler = qInstallMessageHandler(dropFontWarnings);
+}
+
 const WindowsFamily *windowsFamily(const QString &name) {
     for (const WindowsFamily &family : windowsFamilies()) {
         if (name.compare(QLatin1String(family.name), Qt::CaseInsensitive) == 0)
@@ -48,16 +62,11 @@ Font measured(QFont font) {
     return {.font = std::move(font), .ascent = ascent, .height = ascent + descent};
 }
 
-Font startFont() {
+Font systemFont() {
+    ensureFonts();
     QFont font(familiesFor("Segoe UI"));
     font.setPixelSize(12);
     return measured(std::move(font));
-}
-
-/// Where a family does not have a script, Qt says so on the way to the next family of the list.
-void silenceNotes() {
-    static std::once_flag once;
-    std::call_once(once, [] { QLoggingCategory::setFilterRules(QStringLiteral("qt.text.font.db.info=false")); });
 }
 
 QFont::StyleStrategy strategyFor(DWORD quality) {
@@ -72,6 +81,7 @@ QFont::StyleStrategy strategyFor(DWORD quality) {
 } // namespace
 
 bool isInstalledFamily(const QString &name) {
+    ensureFonts();
     const auto installed = [](const char *family) { return QFontDatabase::hasFamily(QLatin1String(family)); };
     const WindowsFamily *family = windowsFamily(name);
     return family == nullptr ? QFontDatabase::hasFamily(name)
@@ -102,9 +112,11 @@ QFont fontOf(HFONT font) {
 }
 
 const Font &fontIn(const DeviceContext &context) {
-    static const Font start = startFont();
-    const Font *selected = context.state.font == nullptr ? nullptr : drawingObjectOf<Font>(context.state.font);
-    return selected == nullptr ? start : *selected;
+    const Font *selected = drawingObjectOf<Font>(context.state.font);
+    if (selected != nullptr && selected->height > 0)
+        return *selected;
+    static const Font system = systemFont();
+    return system;
 }
 
 } // namespace dm::platform
@@ -119,7 +131,7 @@ HFONT WINAPI CreateFontW(int height, int width, int escapement, int orientation,
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    silenceNotes();
+    ensureFonts();
     QFont font(familiesFor(QString::fromUtf16(family)));
     font.setPixelSize(-height);
     font.setWeight(static_cast<QFont::Weight>(weight == 0 ? FW_NORMAL : weight));

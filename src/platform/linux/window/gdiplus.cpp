@@ -179,7 +179,7 @@ GpStatus WINAPI GdipCreatePen1(ARGB color, REAL width, GpUnit unit, GpPen **pen)
     GpPen made;
     made.color = colorOf(color);
     made.width = width;
-    return make(pen, std::move(made));
+    return make(pen, made);
 }
 
 GpStatus WINAPI GdipDeletePen(GpPen *pen) {

@@ -26,7 +26,9 @@ const std::vector<StockObject> &stockObjects() {
     static const std::vector<StockObject> all = {
         {startBitmapIndex, newDrawingObject(Bitmap{})},
         {NULL_BRUSH, newDrawingObject(Brush{})},
+        {BLACK_PEN, newDrawingObject(Pen{.color = Qt::black, .width = 1})},
         {NULL_PEN, newDrawingObject(Pen{})},
+        {SYSTEM_FONT, newDrawingObject(Font{})},
         {DC_BRUSH, newDrawingObject(Brush{.color = {}, .ofContext = true})},
     };
     return all;
@@ -57,6 +59,12 @@ bool isKnownFormat(const BITMAPINFO &info, UINT usage, HANDLE section) {
 
 } // namespace
 
+void *newHandleValue() {
+    static std::uintptr_t last = 0x10000; // below are the numbers of system colours
+    last += 4;
+    return reinterpret_cast<void *>(last);
+}
+
 DrawingObject *drawingObject(HGDIOBJ handle) {
     const auto found = objects().find(handle);
     if (found != objects().end())
@@ -66,9 +74,8 @@ DrawingObject *drawingObject(HGDIOBJ handle) {
 }
 
 HGDIOBJ newDrawingObject(DrawingObject object) {
-    auto made = std::make_unique<DrawingObject>(std::move(object));
-    HGDIOBJ handle = made.get();
-    objects().emplace(handle, std::move(made));
+    HGDIOBJ handle = newHandleValue();
+    objects().emplace(handle, std::make_unique<DrawingObject>(std::move(object)));
     return handle;
 }
 
@@ -119,6 +126,15 @@ HBITMAP WINAPI CreateDIBSection(HDC, const BITMAPINFO *info, UINT usage, void **
 
 HBRUSH WINAPI CreateSolidBrush(COLORREF color) {
     return static_cast<HBRUSH>(newDrawingObject(Brush{.color = colorOf(color), .ofContext = false}));
+}
+
+HPEN WINAPI CreatePen(int style, int width, COLORREF color) {
+    constexpr int widest = 32767;
+    if (style != PS_SOLID || width < 0 || width > widest) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    return static_cast<HPEN>(newDrawingObject(Pen{.color = colorOf(color), .width = std::max(width, 1)}));
 }
 
 HGDIOBJ WINAPI GetStockObject(int index) {

@@ -12,9 +12,10 @@ namespace dm::platform {
 
 void setThemeVariant(const QWidget &widget, bool dark) {
     const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (x11 == nullptr)
+    // Off screen there is one that is connected to nothing.
+    xcb_connection_t *connection = x11 == nullptr ? nullptr : x11->connection();
+    if (connection == nullptr)
         return;
-    xcb_connection_t *connection = x11->connection();
     const auto atomOf = [connection](const char *name) {
         const auto asked = xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name);
         xcb_intern_atom_reply_t *reply = xcb_intern_atom_reply(connection, asked, nullptr);
