@@ -19,10 +19,10 @@ protected:
             if (QStandardPaths::findExecutable(QString::fromUtf8(program)).isEmpty())
                 GTEST_SKIP() << "There is no " << program << ".";
         }
-        server_.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"),
-                                               QStringLiteral("-screen"), QStringLiteral("0"),
-                                               QStringLiteral("1024x768x24"), QStringLiteral("-nolisten"),
-                                               QStringLiteral("tcp")});
+        server_.start(QStringLiteral("Xvfb"),
+                      {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
+                       QStringLiteral("0"), QStringLiteral("1024x768x24"), QStringLiteral("-nolisten"),
+                       QStringLiteral("tcp")});
         ASSERT_TRUE(server_.waitForReadyRead());
         const QByteArray display = ':' + server_.readLine().trimmed();
         setEnvironment({{"DISPLAY", display.constData()}, {"QT_QPA_PLATFORM", "xcb"}});
@@ -32,7 +32,8 @@ protected:
             QProcess question;
             question.start(QStringLiteral("xdotool"), {QStringLiteral("get_desktop")});
             return question.waitForFinished() && question.exitCode() == 0;
-        })) << manager_.state() << manager_.readAllStandardError().toStdString();
+        })) << manager_.state()
+            << manager_.readAllStandardError().toStdString();
     }
     void TearDown() override {
         system_.reset();

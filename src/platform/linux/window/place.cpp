@@ -461,7 +461,8 @@ BOOL WINAPI SetWindowTextW(HWND window, LPCWSTR text) {
 int WINAPI GetWindowTextW(HWND window, LPWSTR text, int units) {
     if (units > 0)
         text[0] = 0;
-    return static_cast<int>(SendMessageW(window, WM_GETTEXT, static_cast<WPARAM>(units), reinterpret_cast<LPARAM>(text)));
+    return static_cast<int>(
+        SendMessageW(window, WM_GETTEXT, static_cast<WPARAM>(units), reinterpret_cast<LPARAM>(text)));
 }
 
 int WINAPI GetWindowTextLengthW(HWND window) {
