@@ -6,6 +6,7 @@
 #include "ui/main_view.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 namespace dm::ui {
@@ -20,7 +21,7 @@ WString nameOf(const LanguageChoice &choice) {
 }
 
 LRESULT inPixels(float dips) {
-    return static_cast<LRESULT>(dips * mainView.uiScale + 0.5F);
+    return static_cast<LRESULT>(std::trunc(dips * mainView.uiScale + 0.5F));
 }
 
 TextRun runOf(const LanguageChoice &choice, const RECT &item) {

@@ -14,11 +14,15 @@
 namespace dm::ui {
 namespace {
 
-using Rects = std::map<int, RECT>;
+/// Where a pass left a control.
+struct Placed {
+    HWND window;
+    RECT rect;
+};
 
 LayoutMetrics metricsInForce;
-Rects wanted; ///< by the running pass
-Rects placed; ///< by the last pass
+std::map<int, RECT> wanted; ///< by the running pass
+std::map<int, Placed> placed;
 
 /// A change of one control.
 struct Move {
@@ -134,11 +138,12 @@ std::vector<Move> reconcile() {
             continue;
         }
         const auto last = placed.find(id);
-        const bool inPlace = last != placed.end() && isSame(last->second, want->second);
+        const bool inPlace =
+            last != placed.end() && last->second.window == control && isSame(last->second.rect, want->second);
         if (inPlace && shown)
             continue;
         moves.push_back({id, control, want->second, moveFlags(inPlace, shown)});
-        placed[id] = want->second;
+        placed[id] = {control, want->second};
     }
     return moves;
 }
@@ -237,7 +242,7 @@ std::vector<Placement> placements(const LayoutMetrics &metrics, PageId page, boo
 }
 
 RECT placedRect(float x, float y, float w, float h, float scale) {
-    const auto pixels = [scale](float dips) { return static_cast<LONG>(dips * scale + 0.5F); };
+    const auto pixels = [scale](float dips) { return static_cast<LONG>(std::trunc(dips * scale + 0.5F)); };
     const LONG left = pixels(x);
     const LONG top = pixels(y);
     return {left, top, left + pixels(w), top + pixels(h)};

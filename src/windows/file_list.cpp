@@ -1,5 +1,6 @@
 #include "windows/file_list.h"
 
+#include "core/entry.h"
 #include "i18n/language.h"
 #include "ui/layout.h"
 #include "ui/list_view.h"
@@ -54,7 +55,7 @@ HWND createList(HWND parent, int id) {
     HWND list = CreateWindowExW(
         0, W("SysListView32"), W(""),
         WS_CHILD | WS_VISIBLE | WS_CLIPSIBLINGS | WS_TABSTOP | LVS_REPORT | LVS_SHOWSELALWAYS | LVS_OWNERDATA, 0, 0, 0,
-        0, parent, reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleW(nullptr), nullptr);
+        0, parent, reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), moduleInstance, nullptr);
     if (list == nullptr)
         return nullptr;
     SendMessageW(list, LVM_SETEXTENDEDLISTVIEWSTYLE, 0, LVS_EX_FULLROWSELECT | LVS_EX_DOUBLEBUFFER);

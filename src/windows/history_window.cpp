@@ -1,5 +1,6 @@
 #include "windows/history_window.h"
 
+#include "core/entry.h"
 #include "core/operations.h"
 #include "data/history_view.h"
 #include "i18n/language.h"
@@ -107,7 +108,7 @@ void createEdit(HWND window) {
                                 WS_CHILD | WS_VISIBLE | WS_CLIPSIBLINGS | WS_TABSTOP | WS_VSCROLL | ES_MULTILINE |
                                     ES_AUTOVSCROLL | ES_AUTOHSCROLL | ES_READONLY,
                                 0, 0, 0, 0, window, reinterpret_cast<HMENU>(static_cast<INT_PTR>(editId)),
-                                GetModuleHandleW(nullptr), nullptr);
+                                moduleInstance, nullptr);
     if (edit == nullptr)
         return;
     SendMessageW(edit, EM_SETLIMITTEXT, textLimit, 0);
@@ -180,7 +181,7 @@ HWND createHistoryWindow(HistoryData &data) {
     const float scale = ui::mainView.dpiScale;
     return CreateWindowExW(0, className, windowTitle().c_str(), WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, CW_USEDEFAULT,
                            CW_USEDEFAULT, ui::scaledPixels(1020, scale), ui::scaledPixels(680, scale),
-                           ui::mainView.window, nullptr, GetModuleHandleW(nullptr), &data);
+                           ui::mainView.window, nullptr, moduleInstance, &data);
 }
 
 bool bringUpOpenHistory() {

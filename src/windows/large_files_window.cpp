@@ -1,5 +1,6 @@
 #include "windows/large_files_window.h"
 
+#include "core/entry.h"
 #include "i18n/format.h"
 #include "i18n/language.h"
 #include "ui/layout.h"
@@ -28,8 +29,7 @@ LargeFilesData *recordOf(HWND window) {
 
 HWND createControl(HWND window, int id, const WChar *classOf, const WChar *text, DWORD style) {
     return CreateWindowExW(0, classOf, text, WS_CHILD | WS_VISIBLE | WS_CLIPSIBLINGS | WS_TABSTOP | style, 0, 0, 0, 0,
-                           window, reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleW(nullptr),
-                           nullptr);
+                           window, reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), moduleInstance, nullptr);
 }
 
 void fillFolders(HWND combo) {
@@ -267,7 +267,7 @@ HWND createLargeFilesWindow(LargeFilesData &data) {
     return CreateWindowExW(0, className, (W("Dustmere — ") + tr(W("Большие файлы"))).c_str(),
                            WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, CW_USEDEFAULT, CW_USEDEFAULT,
                            ui::scaledPixels(1160, scale), ui::scaledPixels(780, scale), ui::mainView.window, nullptr,
-                           GetModuleHandleW(nullptr), &data);
+                           moduleInstance, &data);
 }
 
 } // namespace

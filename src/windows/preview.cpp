@@ -1,5 +1,6 @@
 #include "windows/preview.h"
 
+#include "core/entry.h"
 #include "core/operations.h"
 #include "i18n/language.h"
 #include "ui/layout.h"
@@ -183,7 +184,7 @@ HWND createPreviewWindow(PreviewData &data) {
     const int height = std::min<int>(work.bottom - work.top - 24, ui::scaledPixels(620, scale));
     return CreateWindowExW(WS_EX_APPWINDOW, className, tr(W("Dustmere — просмотр файлов")).c_str(),
                            WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, CW_USEDEFAULT, CW_USEDEFAULT, width, height,
-                           ui::mainView.window, nullptr, GetModuleHandleW(nullptr), &data);
+                           ui::mainView.window, nullptr, moduleInstance, &data);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "windows/secondary_window.h"
 
+#include "core/entry.h"
 #include "core/version.h"
 #include "i18n/language.h"
 #include "ui/layout.h"
@@ -33,7 +34,7 @@ void registerWindowClass(const WChar *name, WNDPROC procedure) {
     WNDCLASSEXW windowClass = {};
     windowClass.cbSize = sizeof(windowClass);
     windowClass.lpfnWndProc = procedure;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
+    windowClass.hInstance = moduleInstance;
     windowClass.hIcon = LoadIconW(windowClass.hInstance, MAKEINTRESOURCEW(1));
     windowClass.hIconSm = windowClass.hIcon;
     windowClass.hCursor = LoadCursorW(nullptr, IDC_ARROW);
@@ -57,7 +58,7 @@ RECT workAreaOf(HWND window) {
 }
 
 void setWindowIcons(HWND window) {
-    HICON icon = LoadIconW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(1));
+    HICON icon = LoadIconW(moduleInstance, MAKEINTRESOURCEW(1));
     SendMessageW(window, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(icon));
     SendMessageW(window, WM_SETICON, ICON_BIG, reinterpret_cast<LPARAM>(icon));
 }

@@ -1,5 +1,6 @@
 #include "windows/widget.h"
 
+#include "core/entry.h"
 #include "core/operations.h"
 #include "core/version.h"
 #include "i18n/language.h"
@@ -313,7 +314,7 @@ void createButtons(HWND window) {
     for (int id = widget_id::open; id <= widget_id::scan; ++id) {
         HWND button = CreateWindowExW(
             0, W("BUTTON"), W(""), WS_CHILD | WS_VISIBLE | WS_CLIPSIBLINGS | WS_TABSTOP | BS_OWNERDRAW, 0, 0, 0, 0,
-            window, reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleW(nullptr), nullptr);
+            window, reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), moduleInstance, nullptr);
         SetWindowSubclass(button, buttonProcedure, buttonSubclassId, 0);
     }
 }
@@ -323,8 +324,7 @@ HWND createWidgetWindow(WidgetData &data) {
     const RECT rect =
         ui::clampToWorkArea(widgetStartRect(ui::mainView.settings, workAreaOf(ui::mainView.window), size));
     return CreateWindowExW(WS_EX_LAYERED | WS_EX_TOOLWINDOW, className, productTitle, WS_POPUP, rect.left, rect.top,
-                           rect.right - rect.left, rect.bottom - rect.top, nullptr, nullptr, GetModuleHandleW(nullptr),
-                           &data);
+                           rect.right - rect.left, rect.bottom - rect.top, nullptr, nullptr, moduleInstance, &data);
 }
 
 void createWidget() {

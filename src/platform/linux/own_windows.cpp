@@ -219,8 +219,9 @@ HWND WINAPI CreateWindowExW(DWORD extendedStyle, LPCWSTR className, LPCWSTR titl
 
     const HWND window = addWindow(newWindow(windowClass->second, style, extendedStyle, parent, menu));
     join(window, *windowOf(window));
-    const CREATESTRUCTW creation = {parameter, instance, menu, parent, height, width, y, x, static_cast<LONG>(style),
-                                    title, className, extendedStyle};
+    const CREATESTRUCTW creation = {
+        parameter, instance,  menu,         parent, height, width, y, x, static_cast<LONG>(style),
+        title,     className, extendedStyle};
     if (!makeWidget(window, windowClass->second, creation)) {
         forget(window);
         return nullptr;

@@ -1,4 +1,5 @@
-// Published declarations of the control classes: BUTTON, EDIT, COMBOBOX, msctls_trackbar32, SysListView32 and its header.
+// Published declarations of the control classes: BUTTON, EDIT, COMBOBOX, msctls_trackbar32, SysListView32 and its
+// header.
 #pragma once
 
 #include "platform/linux/win32_windows.h"

@@ -144,5 +144,5 @@ int WINAPI SetBkMode(HDC dc, int mode);
 /// Only TA_LEFT, which is how a device context starts.
 UINT WINAPI SetTextAlign(HDC dc, UINT align);
 /// Text of a length, or ended by a null with -1; always with DT_NOPREFIX. Gives its height, 0 on failure. Where the
-/// text does not fit, DT_END_ELLIPSIS ends the last line that fits whole, and at least one is drawn.
+/// text does not fit, DT_END_ELLIPSIS ends the last line that fits, and at least one is drawn.
 int WINAPI DrawTextW(HDC dc, LPCWSTR text, int length, RECT *rect, UINT format);

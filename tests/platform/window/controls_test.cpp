@@ -256,8 +256,9 @@ TEST_F(Controls, ALongTextKeepsItsPlaceUnderANewOne) {
     WString text;
     for (int line = 0; text.size() < 2097152; ++line)
         text += digitsOf(line) + W("\r\n");
-    const HWND edit = newControl(window, W("EDIT"), ES_MULTILINE | ES_AUTOVSCROLL | ES_AUTOHSCROLL | ES_READONLY | WS_VSCROLL, 1,
-                                 {0, 0, 280, 150});
+    const HWND edit =
+        newControl(window, W("EDIT"), ES_MULTILINE | ES_AUTOVSCROLL | ES_AUTOHSCROLL | ES_READONLY | WS_VSCROLL, 1,
+                   {0, 0, 280, 150});
     SendMessageW(edit, EM_SETLIMITTEXT, 2097152, 0);
     SetWindowTextW(edit, text.c_str());
     SendMessageW(edit, EM_SETSEL, text.size(), static_cast<LPARAM>(text.size()));
@@ -408,7 +409,8 @@ class List : public WindowTest {
 protected:
     ListParent parent;
     TopWindow window{parent.handler()};
-    HWND list = newControl(window, W("SysListView32"), LVS_REPORT | LVS_SHOWSELALWAYS | LVS_OWNERDATA, 5, {0, 0, 300, 200});
+    HWND list =
+        newControl(window, W("SysListView32"), LVS_REPORT | LVS_SHOWSELALWAYS | LVS_OWNERDATA, 5, {0, 0, 300, 200});
 
     void fill(int count) {
         LVCOLUMNW column = {};
@@ -430,7 +432,8 @@ protected:
     }
     vector<int> selected() {
         vector<int> rows;
-        for (LRESULT row = -1; (row = SendMessageW(list, LVM_GETNEXTITEM, static_cast<WPARAM>(row), LVNI_SELECTED)) >= 0;)
+        for (LRESULT row = -1;
+             (row = SendMessageW(list, LVM_GETNEXTITEM, static_cast<WPARAM>(row), LVNI_SELECTED)) >= 0;)
             rows.push_back(static_cast<int>(row));
         EXPECT_EQ(SendMessageW(list, LVM_GETSELECTEDCOUNT, 0, 0), static_cast<LRESULT>(rows.size()));
         return rows;

@@ -40,9 +40,9 @@ public:
 
 /// Turns the lights on.
 void sendChange(const QDBusConnection &connection) {
-    QDBusMessage change = QDBusMessage::createSignal(QStringLiteral("/org/freedesktop/portal/desktop"),
-                                                     QStringLiteral("org.freedesktop.portal.Settings"),
-                                                     QStringLiteral("SettingChanged"));
+    QDBusMessage change =
+        QDBusMessage::createSignal(QStringLiteral("/org/freedesktop/portal/desktop"),
+                                   QStringLiteral("org.freedesktop.portal.Settings"), QStringLiteral("SettingChanged"));
     change << QStringLiteral("org.freedesktop.appearance") << QStringLiteral("color-scheme")
            << QVariant::fromValue(QDBusVariant(2U));
     connection.send(change);

@@ -27,7 +27,7 @@ void whenOpen(const std::function<void(Dialog &)> &act) {
     auto *timer = new QTimer(qApp);
     QObject::connect(timer, &QTimer::timeout, timer, [timer, act] {
         QWidget *open = QApplication::activePopupWidget() != nullptr ? QApplication::activePopupWidget()
-                                                                    : QApplication::activeModalWidget();
+                                                                     : QApplication::activeModalWidget();
         if (auto *dialog = qobject_cast<Dialog *>(open)) {
             timer->deleteLater();
             timer->stop();

@@ -1,7 +1,7 @@
 #include "windows.h"
 
-#include <QApplication>
 #include <QAbstractItemView>
+#include <QApplication>
 #include <QComboBox>
 #include <QImage>
 #include <QScrollBar>

@@ -19,16 +19,21 @@ protected:
             if (QStandardPaths::findExecutable(QString::fromUtf8(program)).isEmpty())
                 GTEST_SKIP() << "There is no " << program << ".";
         }
-        server_.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"),
-                                               QStringLiteral("-screen"), QStringLiteral("0"),
-                                               QStringLiteral("1024x768x24"), QStringLiteral("-nolisten"),
-                                               QStringLiteral("tcp")});
+        server_.start(QStringLiteral("Xvfb"),
+                      {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
+                       QStringLiteral("0"), QStringLiteral("1024x768x24"), QStringLiteral("-nolisten"),
+                       QStringLiteral("tcp")});
         ASSERT_TRUE(server_.waitForReadyRead());
         const QByteArray display = ':' + server_.readLine().trimmed();
         setEnvironment({{"DISPLAY", display.constData()}, {"QT_QPA_PLATFORM", "xcb"}});
         manager_.start(QStringLiteral("openbox"), {});
         ASSERT_TRUE(manager_.waitForStarted());
-        ASSERT_TRUE(until([] { return QProcess::execute(QStringLiteral("xdotool"), {QStringLiteral("get_desktop")}) == 0; }));
+        ASSERT_TRUE(until([] {
+            QProcess question;
+            question.start(QStringLiteral("xdotool"), {QStringLiteral("get_desktop")});
+            return question.waitForFinished() && question.exitCode() == 0;
+        })) << manager_.state()
+            << manager_.readAllStandardError().toStdString();
     }
     void TearDown() override {
         system_.reset();
@@ -54,15 +59,20 @@ protected:
     void act(const QString &what) {
         QProcess person;
         person.start(QStringLiteral("xdotool"), what.split(QLatin1Char(' ')));
-        ASSERT_TRUE(until([&] { return person.waitForFinished(1); }));
+        ASSERT_TRUE(person.waitForStarted());
+        ASSERT_TRUE(until([&] { return person.state() == QProcess::NotRunning; }));
         EXPECT_EQ(person.exitCode(), 0) << what.toStdString();
     }
     void show(HWND window) {
         shown_ = window;
         ShowWindow(window, SW_SHOW);
-        ASSERT_TRUE(until([&] { return widgetOf(window)->isActiveWindow(); }));
-        // The window manager is done with it once it stays where it is.
+        // The window manager is done with it once it has its frame, and the size that it was to have with it.
         ASSERT_TRUE(until([&] { return !platform::paneOf(window)->askedSize.isValid(); }));
+        ASSERT_TRUE(until([&] {
+            if (!widgetOf(window)->isActiveWindow())
+                SetForegroundWindow(window);
+            return widgetOf(window)->isActiveWindow();
+        }));
     }
     QString at(HWND window, QPoint point) {
         const QPoint place = platform::paneOf(window)->client->mapToGlobal(point);
@@ -98,7 +108,7 @@ TEST_F(RealInput, APersonTypesAndClicks) {
     const HWND button = newButton(window, 2, 60);
     show(window);
     act(at(edit) + QStringLiteral(" click 1 type 4x2"));
-    EXPECT_TRUE(until([&] { return textIn(edit) == W("42"); }));
+    EXPECT_TRUE(until([&] { return textIn(edit) == W("42"); })) << QTest::toString(platform::textOf(textIn(edit)));
     act(QStringLiteral("key Tab key space"));
     EXPECT_TRUE(until([&] { return commands.size() == 1; }));
     EXPECT_EQ(GetFocus(), button);

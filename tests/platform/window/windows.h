@@ -52,9 +52,8 @@ inline LPCWSTR testClass() {
 struct TopWindow {
     explicit TopWindow(Handler handles = nullptr, HWND owner = nullptr, DWORD extendedStyle = 0,
                        DWORD style = WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN)
-        : handler(std::move(handles)),
-          window(CreateWindowExW(extendedStyle, testClass(), W("Test"), style, 40, 50, 300, 200, owner, nullptr,
-                                 nullptr, &handler)) {}
+        : handler(std::move(handles)), window(CreateWindowExW(extendedStyle, testClass(), W("Test"), style, 40, 50, 300,
+                                                              200, owner, nullptr, nullptr, &handler)) {}
     TopWindow(const TopWindow &) = delete;
     TopWindow &operator=(const TopWindow &) = delete;
     ~TopWindow() {

@@ -4,8 +4,8 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QSignalBlocker>
-#include <QStyledItemDelegate>
 #include <QStylePainter>
+#include <QStyledItemDelegate>
 
 #include <algorithm>
 
@@ -20,8 +20,8 @@ public:
 
     int fieldHeight = 0;
     int itemHeight = 0;
-    int openHeight = 0;  ///< as given: the control with its list
-    int toldIndex = -1;  ///< the one that the program knows of
+    int openHeight = 0; ///< as given: the control with its list
+    int toldIndex = -1; ///< the one that the program knows of
 
     bool isOwnerDrawn() const { return (windowOf(window_)->style & CBS_OWNERDRAWFIXED) != 0; }
     int closedHeight() const { return fieldHeight + 2 * borderHeight; }
@@ -30,8 +30,8 @@ public:
     void drawItem(QPainter &painter, const QRect &rect, int index, UINT state) const {
         const PaintDc dc(painter, rect);
         const auto id = static_cast<UINT>(GetDlgCtrlID(window_));
-        DRAWITEMSTRUCT item = {ODT_COMBOBOX, id,       static_cast<UINT>(index), ODA_DRAWENTIRE, state,
-                               window_,      dc.get(), rectOf(rect),             0};
+        DRAWITEMSTRUCT item = {ODT_COMBOBOX, id, static_cast<UINT>(index), ODA_DRAWENTIRE, state, window_, dc.get(),
+                               rectOf(rect), 0};
         notify(GetParent(window_), WM_DRAWITEM, id, reinterpret_cast<LPARAM>(&item));
     }
 

@@ -28,9 +28,8 @@ LRESULT sendNotify(HWND control, NMHDR &head, UINT code) {
 void applyColors(HWND control, UINT message, QWidget &widget) {
     QImage scratch(1, 1, QImage::Format_RGB32);
     const PaintDc dc(scratch, QRegion(0, 0, 1, 1));
-    const auto brush = reinterpret_cast<HBRUSH>(notify(GetParent(control), message,
-                                                       reinterpret_cast<WPARAM>(dc.get()),
-                                                       reinterpret_cast<LPARAM>(control)));
+    const auto brush = reinterpret_cast<HBRUSH>(
+        notify(GetParent(control), message, reinterpret_cast<WPARAM>(dc.get()), reinterpret_cast<LPARAM>(control)));
     if (brush == nullptr)
         return;
     QPalette palette = widget.palette();

@@ -105,10 +105,9 @@ void askPortal() {
     static PortalWatcher watcher;
     bus.connect(portalService, portalPath, portalInterface, QStringLiteral("SettingChanged"), &watcher,
                 SLOT(changed(QDBusMessage)));
-    QDBusMessage question = QDBusMessage::createMethodCall(portalService, portalPath, portalInterface,
-                                                           QStringLiteral("ReadAll"));
-    question << QStringList{QStringLiteral("org.freedesktop.appearance"),
-                            QStringLiteral("org.gnome.desktop.interface"),
+    QDBusMessage question =
+        QDBusMessage::createMethodCall(portalService, portalPath, portalInterface, QStringLiteral("ReadAll"));
+    question << QStringList{QStringLiteral("org.freedesktop.appearance"), QStringLiteral("org.gnome.desktop.interface"),
                             QStringLiteral("org.gnome.desktop.a11y.interface")};
     constexpr int longestWait = 1000; // milliseconds
     state().asked = std::make_unique<QDBusPendingCall>(bus.asyncCall(question, longestWait));

@@ -12,9 +12,9 @@
 namespace dm::platform {
 namespace {
 
-constexpr DWORD borderStyles = 0x00800000U;       // WS_BORDER
-constexpr DWORD sunkenEdge = 0x00000200U;         // WS_EX_CLIENTEDGE
-constexpr int longestText = 0x7FFFFFFE;           // what EM_SETLIMITTEXT of 0 means
+constexpr DWORD borderStyles = 0x00800000U; // WS_BORDER
+constexpr DWORD sunkenEdge = 0x00000200U;   // WS_EX_CLIENTEDGE
+constexpr int longestText = 0x7FFFFFFE;     // what EM_SETLIMITTEXT of 0 means
 
 /// Several lines. In messages a line ends with two units, CR and LF; in Qt a line is a block and its end counts once.
 class TextEdit final : public QPlainTextEdit {

@@ -53,6 +53,7 @@ bool handleEvent(HWND window, Roles roles, QObject *object, QEvent *event) {
         if (has(roles, Role::NonClient))
             return handleNonClientPaint(window, object, *static_cast<QPaintEvent *>(event));
         return has(roles, Role::Client) && handlePaint(window, object, *static_cast<QPaintEvent *>(event));
+    case QEvent::Move:
     case QEvent::Resize:
     case QEvent::WindowActivate:
     case QEvent::WindowDeactivate:

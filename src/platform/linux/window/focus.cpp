@@ -64,14 +64,15 @@ void sendDialogCommand(HWND window, int id) {
 /// True where the key was for the window as a whole.
 bool handleDialogKey(HWND window, const MSG &message) {
     const HWND focused = GetFocus();
-    const LRESULT wanted = SendMessageW(message.hwnd, WM_GETDLGCODE, message.wParam, reinterpret_cast<LPARAM>(&message));
+    const LRESULT wanted =
+        SendMessageW(message.hwnd, WM_GETDLGCODE, message.wParam, reinterpret_cast<LPARAM>(&message));
     if ((wanted & DLGC_WANTALLKEYS) != 0)
         return false;
     const auto any = [](HWND) { return true; };
     switch (message.wParam) {
     case VK_TAB:
-        moveFocus(window, nextControl(window, focused,
-                                      QGuiApplication::keyboardModifiers().testFlag(Qt::ShiftModifier), isTabStop));
+        moveFocus(window, nextControl(window, focused, QGuiApplication::keyboardModifiers().testFlag(Qt::ShiftModifier),
+                                      isTabStop));
         return true;
     case VK_LEFT:
     case VK_UP:

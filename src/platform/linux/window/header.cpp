@@ -65,8 +65,7 @@ LRESULT giveItem(const Header &header, int section, HDITEMW &item) {
         item.cxy = header.sectionSize(section);
     if ((item.mask & HDI_TEXT) != 0 && item.pszText != nullptr && item.cchTextMax > 0) {
         const WString title = wideOf(header.model()->headerData(section, Qt::Horizontal).toString());
-        const std::size_t copied =
-            std::min<std::size_t>(title.size(), static_cast<std::size_t>(item.cchTextMax) - 1);
+        const std::size_t copied = std::min<std::size_t>(title.size(), static_cast<std::size_t>(item.cchTextMax) - 1);
         title.copy(item.pszText, copied);
         item.pszText[copied] = 0;
     }

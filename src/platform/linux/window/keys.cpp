@@ -66,7 +66,8 @@ bool handleKey(HWND window, QObject *object, QKeyEvent &event) {
     const bool alt = event.modifiers().testFlag(Qt::AltModifier);
     const UINT message = alt ? down ? WM_SYSKEYDOWN : WM_SYSKEYUP : down ? WM_KEYDOWN : WM_KEYUP;
     // Of the published bits: the count, Alt, whether it was down before, and whether it comes up.
-    const DWORD bits = 1 | (alt ? 1U << 29 : 0) | (!down || event.isAutoRepeat() ? 1U << 30 : 0) | (down ? 0 : 1U << 31);
+    const DWORD bits =
+        1 | (alt ? 1U << 29 : 0) | (!down || event.isAutoRepeat() ? 1U << 30 : 0) | (down ? 0 : 1U << 31);
     queueEvent(window, message, virtualKeyOf(event), static_cast<LPARAM>(bits), object, event);
     return true;
 }

@@ -414,7 +414,8 @@ bool makeListView(HWND window, const CREATESTRUCTW &creation) {
     addPart(window, list->viewport(), static_cast<Roles>(Role::Client),
             [list](QEvent &event) { return list->viewportEvent(&event); });
     addScrollBars(window, *list);
-    if (CreateWindowExW(0, W("SysHeader32"), nullptr, WS_CHILD, 0, 0, 0, 0, window, nullptr, nullptr, nullptr) == nullptr)
+    if (CreateWindowExW(0, W("SysHeader32"), nullptr, WS_CHILD, 0, 0, 0, 0, window, nullptr, nullptr, nullptr) ==
+        nullptr)
         return false;
     QObject::connect(list->horizontalHeader(), &QHeaderView::sectionClicked, list,
                      [window](int column) { tellColumnClick(window, column); });

@@ -68,9 +68,8 @@ int ask(const Question &question) {
     if (box == nullptr)
         return IDCANCEL; // it went with its owner
     const auto pressed = std::find(buttons.begin(), buttons.end(), box->clickedButton());
-    const int answer = pressed == buttons.end()
-                           ? IDCANCEL
-                           : question.choices[static_cast<std::size_t>(pressed - buttons.begin())].id;
+    const int answer =
+        pressed == buttons.end() ? IDCANCEL : question.choices[static_cast<std::size_t>(pressed - buttons.begin())].id;
     delete box;
     return answer;
 }
@@ -113,8 +112,8 @@ bool asksForMore(const TASKDIALOGCONFIG &config) {
 using namespace dm::platform;
 
 HRESULT WINAPI TaskDialogIndirect(const TASKDIALOGCONFIG *config, int *button, int *, BOOL *) {
-    if (config == nullptr || config->cbSize != sizeof *config || config->cButtons == 0 ||
-        config->pButtons == nullptr || asksForMore(*config))
+    if (config == nullptr || config->cbSize != sizeof *config || config->cButtons == 0 || config->pButtons == nullptr ||
+        asksForMore(*config))
         return E_INVALIDARG;
     Question question;
     question.owner = config->hwndParent;

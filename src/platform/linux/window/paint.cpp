@@ -49,7 +49,8 @@ bool handlePaint(HWND window, QObject *object, QPaintEvent &event) {
     const bool asked = pane->invalid.intersects(event.region());
     pane->invalid -= event.region();
     if (pane->askedSize.isValid())
-        QMetaObject::invokeMethod(pane->widget, [window] { settleFrame(window); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            pane->widget, [window] { settleFrame(window); }, Qt::QueuedConnection);
     if (!layered || asked) {
         ++paintsUnderWay;
         deliver(window, WM_PAINT, 0, 0, object, &event);
@@ -104,7 +105,8 @@ HDC WINAPI BeginPaint(HWND window, PAINTSTRUCT *paint) {
     paint->hdc = delivery->paint->get();
     paint->rcPaint = rectOf(region.boundingRect());
     if (std::exchange(pane->erase, false))
-        paint->fErase = SendMessageW(window, WM_ERASEBKGND, reinterpret_cast<WPARAM>(paint->hdc), 0) == 0 ? TRUE : FALSE;
+        paint->fErase =
+            SendMessageW(window, WM_ERASEBKGND, reinterpret_cast<WPARAM>(paint->hdc), 0) == 0 ? TRUE : FALSE;
     return paint->hdc;
 }
 

@@ -23,9 +23,9 @@ using OwnHandling = std::function<bool(QEvent &event)>;
 
 /// What of a window's life shows in the events of one of its Qt objects.
 enum class Role : unsigned {
-    Keys = 1,    ///< keys and focus
-    Place = 2,   ///< size, and for a top-level window its activation and closing
-    Client = 4,  ///< paints and mouse
+    Keys = 1,      ///< keys and focus
+    Place = 2,     ///< size, and for a top-level window its activation and closing
+    Client = 4,    ///< paints and mouse
     NonClient = 8, ///< paints outside the client area: scroll bars
 };
 using Roles = unsigned;
@@ -52,8 +52,8 @@ struct Pane {
     std::function<QSize(QSize)> fit; ///< the size that the widget takes of the one that it is given, if not all of it
     QImage layer;                    ///< what UpdateLayeredWindow gave
     // Of a top-level window only:
-    QSize askedSize;       ///< with the frame, which nobody knows before the window manager has made it
-    QMargins assumedFrame; ///< what the frame was taken for meanwhile
+    QSize askedSize;         ///< with the frame, which nobody knows before the window manager has made it
+    QMargins assumedFrame;   ///< what the frame was taken for meanwhile
     bool focusShown = false; ///< the keyboard has been used to get about
     HWND lastPopup = nullptr;
     int scale = 0; ///< the dots per inch that it was told last

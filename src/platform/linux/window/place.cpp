@@ -4,6 +4,7 @@
 #include "platform/linux/window/desktop.h"
 #include "platform/linux/window/events.h"
 #include "platform/linux/window/icons.h"
+#include "platform/linux/window/owner_hint.h"
 
 #include <QAccessible>
 #include <QScreen>
@@ -84,6 +85,8 @@ void setShown(HWND window, bool shown) {
     pane->erase = true;
     pane->invalid = pane->client->rect();
     pane->widget->show();
+    if (const Pane *owner = own.owner == nullptr ? nullptr : paneOf(own.owner))
+        setOwnerHint(*pane->widget, *owner->widget->window());
 }
 
 void activate(Pane &pane) {
@@ -239,11 +242,11 @@ void settleFrame(HWND window) {
     Pane *pane = paneOf(window);
     if (pane == nullptr || !pane->askedSize.isValid())
         return;
+    if (frameOf(*pane) == pane->assumedFrame)
+        return; // the frame is still to come, if there is to be one
     const QSize asked = std::exchange(pane->askedSize, QSize());
-    const bool isAsMade =
-        stateOf(*pane) == SIZE_RESTORED && pane->widget->size() == asked.shrunkBy(pane->assumedFrame);
-    if (!isAsMade || frameOf(*pane) == pane->assumedFrame)
-        return;
+    if (stateOf(*pane) != SIZE_RESTORED || pane->widget->size() != asked.shrunkBy(pane->assumedFrame))
+        return; // it has another size by now
     applyMinimum(*pane);
     pane->widget->resize(asked.shrunkBy(frameOf(*pane)));
 }
@@ -264,6 +267,9 @@ bool handlePlace(HWND window, QObject *object, QEvent &event) {
         deliver(window, WM_ACTIVATE, active ? WA_ACTIVE : WA_INACTIVE, 0, object, &event);
         return true;
     }
+    case QEvent::Move:
+        settleFrame(window);
+        return false;
     case QEvent::Resize: {
         const QSize size = pane.widget->size();
         const UINT state = stateOf(pane);
@@ -458,7 +464,8 @@ BOOL WINAPI SetWindowTextW(HWND window, LPCWSTR text) {
 int WINAPI GetWindowTextW(HWND window, LPWSTR text, int units) {
     if (units > 0)
         text[0] = 0;
-    return static_cast<int>(SendMessageW(window, WM_GETTEXT, static_cast<WPARAM>(units), reinterpret_cast<LPARAM>(text)));
+    return static_cast<int>(
+        SendMessageW(window, WM_GETTEXT, static_cast<WPARAM>(units), reinterpret_cast<LPARAM>(text)));
 }
 
 int WINAPI GetWindowTextLengthW(HWND window) {

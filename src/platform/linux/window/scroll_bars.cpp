@@ -56,8 +56,8 @@ std::vector<std::unique_ptr<WindowDc>> &windowDcs() {
 void addScrollBars(HWND window, QAbstractScrollArea &area) {
     auto *corner = new QWidget(&area);
     area.setCornerWidget(corner);
-    for (QWidget *part : {static_cast<QWidget *>(area.verticalScrollBar()),
-                          static_cast<QWidget *>(area.horizontalScrollBar()), corner})
+    for (QWidget *part :
+         {static_cast<QWidget *>(area.verticalScrollBar()), static_cast<QWidget *>(area.horizontalScrollBar()), corner})
         addPart(window, part, static_cast<Roles>(Role::NonClient));
 }
 
@@ -76,7 +76,8 @@ HDC WINAPI GetWindowDC(HWND window) {
         return nullptr;
     auto given = std::make_unique<WindowDc>();
     const Delivery *delivery = deliveryOf(window, WM_NCPAINT);
-    auto *painted = delivery == nullptr || delivery->passedOn ? nullptr : static_cast<QWidget *>(delivery->target.data());
+    auto *painted =
+        delivery == nullptr || delivery->passedOn ? nullptr : static_cast<QWidget *>(delivery->target.data());
     if (painted == nullptr) {
         given->dc.emplace(given->nothing, QRegion());
     } else {
@@ -108,7 +109,8 @@ BOOL WINAPI GetScrollBarInfo(HWND window, LONG object, SCROLLBARINFO *info) {
     *info = {};
     info->cbSize = sizeof *info;
     info->rcScrollBar = rectOf(place);
-    info->dxyLineButton = upright ? part(QStyle::SC_ScrollBarSubLine).height() : part(QStyle::SC_ScrollBarSubLine).width();
+    info->dxyLineButton =
+        upright ? part(QStyle::SC_ScrollBarSubLine).height() : part(QStyle::SC_ScrollBarSubLine).width();
     info->xyThumbTop = upright ? thumb.top() : thumb.left();
     info->xyThumbBottom = upright ? thumb.top() + thumb.height() : thumb.left() + thumb.width();
     if (!bar->isVisible())

@@ -117,7 +117,8 @@ void drawLines(DeviceContext &context, const QString &text, const QTextLayout &l
                const RECT &rect, UINT format) {
     const Font &font = block.font;
     const bool ellipsis = (format & DT_END_ELLIPSIS) != 0;
-    const int room = std::max((rect.bottom - rect.top) / font.height, 1);
+    // An eighth of a line is less than what lies below the letters' feet.
+    const int room = std::max((rect.bottom - rect.top + font.height / 8) / font.height, 1);
     const int lines = ellipsis ? std::min(layout.lineCount(), room) : layout.lineCount();
 
     int top = rect.top;

@@ -37,7 +37,8 @@ WORD codeOf(int action) {
 void tell(HWND window, WORD code) {
     const auto &bar = widgetOf<TrackBar>(window);
     const bool byThumb = code == SB_THUMBPOSITION || code == SB_THUMBTRACK;
-    notify(GetParent(window), WM_HSCROLL, MAKEWPARAM(code, byThumb ? bar.value() : 0), reinterpret_cast<LPARAM>(window));
+    notify(GetParent(window), WM_HSCROLL, MAKEWPARAM(code, byThumb ? bar.value() : 0),
+           reinterpret_cast<LPARAM>(window));
 }
 
 void setRange(TrackBar &bar, int lowest, int highest) {
