@@ -63,14 +63,17 @@ struct IconWindow {
 };
 
 /// Null while none is on the screen.
-platform::CornerIcon *cornerIcon() {
+template <typename Type>
+Type *visibleWidget() {
     for (QWidget *widget : QApplication::topLevelWidgets()) {
-        auto *corner = qobject_cast<platform::CornerIcon *>(widget);
-        if (corner != nullptr && corner->isVisible())
-            return corner;
+        auto *wanted = qobject_cast<Type *>(widget);
+        if (wanted != nullptr && wanted->isVisible())
+            return wanted;
     }
     return nullptr;
 }
+constexpr auto cornerIcon = visibleWidget<platform::CornerIcon>;
+constexpr auto balloonLabel = visibleWidget<QLabel>;
 
 /// Runs the loop until something is so. What comes over the bus has no other end.
 template <typename Condition>
@@ -165,6 +168,16 @@ TEST_F(Notify, WithoutAPanelTheIconStandsInTheCornerWhileTheWindowIsHidden) {
                                                     {WM_CONTEXTMENU, iconId, middle.x(), middle.y()},
                                                     {WM_CONTEXTMENU, iconId, 71, 72}};
     EXPECT_EQ(icon.told, expected);
+
+    NOTIFYICONDATAW balloon = iconOf(icon.window, NIF_INFO);
+    std::copy_n(W("Here"), 5, balloon.szInfo);
+    EXPECT_NE(Shell_NotifyIconW(NIM_MODIFY, &balloon), FALSE);
+    ASSERT_TRUE(comesTrue([] { return balloonLabel() != nullptr; }));
+    EXPECT_TRUE(balloonLabel()->text().contains(QStringLiteral("Here")));
+    QTest::mouseClick(balloonLabel(), Qt::LeftButton);
+    runLoop();
+    EXPECT_EQ(icon.told.back().event, static_cast<UINT>(NIN_BALLOONUSERCLICK));
+    EXPECT_EQ(balloonLabel(), nullptr);
 
     ShowWindow(icon.window, SW_SHOW);
     EXPECT_TRUE(comesTrue([] { return cornerIcon() == nullptr; }));

@@ -37,7 +37,7 @@ public:
     void showBalloon(const QString &title, const QString &text) {
         const auto show = [this, title, text] {
             if (corner_.isVisible())
-                corner_.showBalloon(text);
+                corner_.showBalloon(title, text);
             else
                 showNotification(title, text);
         };
