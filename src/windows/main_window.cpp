@@ -111,7 +111,13 @@ void onDestroy(HWND window) {
 
 void onDpiChanged(HWND window, WPARAM wParam, LPARAM lParam) {
     mainView.dpiScale = static_cast<float>(HIWORD(wParam)) / USER_DEFAULT_SCREEN_DPI;
-    takeSuggestedRect(window, lParam);
+    RECT rect = *reinterpret_cast<const RECT *>(lParam);
+    MONITORINFO monitor = {};
+    monitor.cbSize = sizeof(monitor);
+    if (GetMonitorInfoW(MonitorFromRect(&rect, MONITOR_DEFAULTTONEAREST), &monitor))
+        rect = fitInto(rect, monitor.rcWork);
+    SetWindowPos(window, nullptr, rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top,
+                 SWP_NOZORDER | SWP_NOACTIVATE);
     ui::layoutMainWindow();
 }
 
@@ -317,6 +323,14 @@ SIZE mainWindowSize(const RECT &workArea, float scale) {
     const int width = workArea.right - workArea.left - screenMargin;
     const int height = workArea.bottom - workArea.top - screenMargin;
     return {std::min(width, rounded(widthDips * scale)), std::min(height, rounded(heightDips * scale))};
+}
+
+RECT fitInto(const RECT &rect, const RECT &area) {
+    const LONG width = std::min(rect.right - rect.left, area.right - area.left);
+    const LONG height = std::min(rect.bottom - rect.top, area.bottom - area.top);
+    const LONG left = std::clamp(rect.left, area.left, area.right - width);
+    const LONG top = std::clamp(rect.top, area.top, area.bottom - height);
+    return {left, top, left + width, top + height};
 }
 
 bool registerMainWindow() {
