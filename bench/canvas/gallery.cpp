@@ -65,7 +65,7 @@ void makeSheet(const std::string &name, int width, int height, const std::functi
 }
 
 void fill(HDC dc, float scale, float x, float y, float width, float height, Argb color) {
-    const auto pixels = [scale](float dips) { return static_cast<LONG>(dips * scale + 0.5F); };
+    const auto pixels = [scale](float dips) { return static_cast<LONG>(std::lround(dips * scale)); };
     ui::fillRect(dc, {pixels(x), pixels(y), pixels(x + width), pixels(y + height)}, color);
 }
 

@@ -13,6 +13,7 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <cmath>
 #include <ctime>
 #include <functional>
 #include <stdexcept>
@@ -48,7 +49,7 @@ QColor qColor(ui::Argb color) {
 
 QFont bareFont(const SceneText &text, float scale) {
     QFont font(platform::familiesFor(QStringLiteral("Segoe UI")));
-    font.setPixelSize(static_cast<int>(text.size * scale + 0.5F));
+    font.setPixelSize(static_cast<int>(std::lround(text.size * scale)));
     font.setWeight(text.bold ? QFont::DemiBold : QFont::Normal);
     return font;
 }

@@ -2,6 +2,8 @@
 
 #include "i18n/language.h"
 
+#include <cmath>
+
 namespace dm::bench {
 
 namespace {
@@ -170,7 +172,7 @@ void paintScene(const Scene &scene, HDC dc, float scale) {
                               box.borderWidth);
             continue;
         }
-        const auto pixels = [scale](float dips) { return static_cast<LONG>(dips * scale + 0.5F); };
+        const auto pixels = [scale](float dips) { return static_cast<LONG>(std::lround(dips * scale)); };
         ui::fillRect(dc, {pixels(box.x), pixels(box.y), pixels(box.x + box.width), pixels(box.y + box.height)},
                      box.fill);
     }

@@ -19,7 +19,7 @@ TextBatch *runningBatch = nullptr;
 
 /// DIPs of the main window in pixels.
 int scaledUp(float dips) {
-    return static_cast<int>(boundedPixels(dips * mainView.uiScale) + 0.5F);
+    return static_cast<int>(std::trunc(boundedPixels(dips * mainView.uiScale) + 0.5F));
 }
 
 bool isSmoothed() {

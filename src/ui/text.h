@@ -5,9 +5,9 @@
 #include "platform/win32.h"
 #include "ui/theme.h"
 
-#include <compare>
 #include <cstdint>
 #include <map>
+#include <tuple>
 #include <vector>
 
 namespace dm::ui {
@@ -42,7 +42,10 @@ struct FontKey {
     std::int32_t pixelSize = 0;
     WString family;
 
-    auto operator<=>(const FontKey &) const = default;
+    bool operator<(const FontKey &other) const {
+        return std::tie(quality, bold, pixelSize, family) <
+               std::tie(other.quality, other.bold, other.pixelSize, other.family);
+    }
 };
 
 /// Fonts by what they are, and a device context to measure with. Starts with neither.

@@ -148,7 +148,7 @@ void deleteFonts(const ControlFonts &fonts) {
 }
 
 int scaled(float dips) {
-    return static_cast<int>(dips * mainView.uiScale + 0.5F);
+    return static_cast<int>(std::trunc(dips * mainView.uiScale + 0.5F));
 }
 
 HFONT makeControlFont(float size, int weight, DWORD quality) {

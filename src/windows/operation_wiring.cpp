@@ -2,6 +2,7 @@
 
 #include "core/operations.h"
 #include "data/analytics.h"
+#include "ui/animation.h"
 #include "ui/canvas.h"
 #include "ui/layout.h"
 #include "ui/main_view.h"
@@ -25,6 +26,8 @@ void showProgress() {
     if (mainView.largeFilesWindow != nullptr)
         ui::invalidateView(mainView.largeFilesWindow, nullptr);
     refreshWidget();
+    // Under reduced motion the timer stops between two reports.
+    ui::startAnimationTimer();
 }
 
 /// A copy, since the destruction changes the list.

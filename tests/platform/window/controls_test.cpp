@@ -111,6 +111,9 @@ TEST_F(Controls, AButtonLosesTheMouse) {
     EXPECT_EQ(std::count(messages.begin(), messages.end(), WM_CAPTURECHANGED), 1);
     EXPECT_EQ(stateOf(button) & (ODS_SELECTED | ODS_DISABLED), UINT{ODS_DISABLED});
     release(button, middleOf(button));
+    messages.clear();
+    click(button);
+    EXPECT_EQ(std::count(messages.begin(), messages.end(), WM_LBUTTONDOWN), 0);
     EXPECT_EQ(takeCommands(), Commands());
     EXPECT_EQ(GetFocus(), window.window);
 

@@ -465,6 +465,8 @@ TEST_F(Texts, MeasuresLines) {
     EXPECT_EQ(size(W("one two three"), DT_WORDBREAK, 1).cx, size(W("three"), DT_SINGLELINE).cx)
         << "a word is not broken, and the box grows";
     EXPECT_EQ(size(W("one\n"), DT_WORDBREAK).cy, line.cy);
+    EXPECT_EQ(size(W("一二三四"), DT_WORDBREAK, 45).cy, 2 * line.cy) << "there are no blanks between the words";
+    EXPECT_EQ(size(W("ประวัติและรหัสผ่าน"), DT_WORDBREAK, 100).cy, 2 * line.cy) << "nor here: a dictionary knows them";
     EXPECT_GT(size(W("& a"), DT_SINGLELINE).cx, size(W(" a"), DT_SINGLELINE).cx);
     EXPECT_EQ(size(W("文件"), DT_SINGLELINE).cy, line.cy) << "whatever fonts the characters come from";
 }

@@ -121,9 +121,11 @@ TEST_F(Messages, InADialogPostedMessagesGoStraightToTheirWindows) {
         } else if (message == firstMessage + 1) {
             // By now the dialog is open, and this is inside its loop.
             auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+            PostQuitMessage(3); // is for the program's loop
+            EXPECT_EQ(GetFocus(), nullptr);
+            EXPECT_NE(box, nullptr);
             if (box != nullptr)
                 box->buttons().constFirst()->click();
-            EXPECT_NE(box, nullptr);
         }
         return std::nullopt;
     });
@@ -131,7 +133,9 @@ TEST_F(Messages, InADialogPostedMessagesGoStraightToTheirWindows) {
     PostMessageW(window, firstMessage, 0, 0); // also what was posted before the dialog opens
     EXPECT_EQ(MessageBoxW(window, W("Text"), W("Title"), MB_OK), IDOK);
     EXPECT_EQ(got, (vector<UINT>{firstMessage, firstMessage + 1}));
-    EXPECT_NE(IsWindow(window), FALSE);
+    MSG message;
+    EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), FALSE);
+    EXPECT_EQ(message.wParam, 3U);
 }
 
 TEST_F(Messages, APostedMessageEndsItsWindow) {

@@ -61,8 +61,9 @@ void sendPostedInsideDialogs() {
         return;
     MSG message;
     bool sent = false;
-    while (PeekMessageW(&message, nullptr, WM_NULL, WM_QUIT - 1, PM_REMOVE) != FALSE ||
-           PeekMessageW(&message, nullptr, WM_QUIT + 1, ~0U, PM_REMOVE) != FALSE) {
+    // The end of the program's loop is not for these.
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE) != FALSE && message.message != WM_QUIT) {
+        PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);
         DispatchMessageW(&message);
         sent = true;
     }

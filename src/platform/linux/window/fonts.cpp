@@ -55,18 +55,18 @@ const WindowsFamily *windowsFamily(const QString &name) {
     return nullptr;
 }
 
-Font measured(QFont font) {
+Font measured(const QFont &font) {
     const QFontMetricsF metrics(font);
     const int ascent = static_cast<int>(std::lround(metrics.ascent()));
     const int descent = static_cast<int>(std::lround(metrics.descent()));
-    return {.font = std::move(font), .ascent = ascent, .height = ascent + descent};
+    return {.font = font, .ascent = ascent, .height = ascent + descent};
 }
 
 Font systemFont() {
     ensureFonts();
     QFont font(familiesFor("Segoe UI"));
     font.setPixelSize(12);
-    return measured(std::move(font));
+    return measured(font);
 }
 
 QFont::StyleStrategy strategyFor(DWORD quality) {
@@ -139,5 +139,5 @@ HFONT WINAPI CreateFontW(int height, int width, int escapement, int orientation,
     font.setUnderline(underline != FALSE);
     font.setStrikeOut(strikeOut != FALSE);
     font.setStyleStrategy(strategyFor(quality));
-    return static_cast<HFONT>(newDrawingObject(measured(std::move(font))));
+    return static_cast<HFONT>(newDrawingObject(measured(font)));
 }

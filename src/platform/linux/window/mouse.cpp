@@ -24,11 +24,11 @@ bool sendingQueued = false;
 /// What a mouse does behind a key that is still queued has to wait behind it: text typed before a click belongs to what
 /// is there when the click comes.
 bool mustQueue() {
-    if (sendingQueued)
-        return false;
     MSG message;
-    return PeekMessageW(&message, nullptr, WM_KEYFIRST, WM_KEYLAST, PM_NOREMOVE) != FALSE ||
-           PeekMessageW(&message, nullptr, WM_MOUSEFIRST, WM_MOUSELAST, PM_NOREMOVE) != FALSE;
+    const auto isQueued = [&message](UINT first, UINT last) {
+        return PeekMessageW(&message, nullptr, first, last, PM_NOREMOVE) != FALSE && message.message != WM_QUIT;
+    };
+    return !sendingQueued && (isQueued(WM_KEYFIRST, WM_KEYLAST) || isQueued(WM_MOUSEFIRST, WM_MOUSELAST));
 }
 
 WPARAM keysDown(const QInputEvent &event, Qt::MouseButtons buttons) {
@@ -88,6 +88,8 @@ bool handleMouse(HWND window, QObject *object, QMouseEvent &event) {
     const bool isMove = event.type() == QEvent::MouseMove;
     if (!isMove && event.button() != Qt::LeftButton)
         return false; // other buttons are the widget's own business: its context menu, for one
+    if (!paneOf(window)->widget->isEnabled())
+        return false; // then it is the parent's
     UINT message = messageOf(event);
     const WPARAM keys = keysDown(event, event.buttons());
     const QPoint position = event.position().toPoint();
@@ -115,7 +117,7 @@ bool handleMouse(HWND window, QObject *object, QMouseEvent &event) {
 
 bool handleWheel(HWND window, QObject *object, QWheelEvent &event) {
     const int turned = event.angleDelta().y();
-    if (turned == 0)
+    if (turned == 0 || !paneOf(window)->widget->isEnabled())
         return false;
     const WPARAM wParam = MAKEWPARAM(keysDown(event, event.buttons()), turned);
     const LPARAM screen = packed(event.globalPosition().toPoint());

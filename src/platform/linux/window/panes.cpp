@@ -41,7 +41,11 @@ Pane *paneOf(HWND window) {
 }
 
 HWND windowOfWidget(QWidget *widget) {
-    for (QWidget *each = widget; each != nullptr; each = each->parentWidget()) {
+    // An open list belongs to its combo box, but a dialog does not belong to its owner.
+    const auto parentOf = [](const QWidget *each) {
+        return each->isWindow() && each->windowType() != Qt::Popup ? nullptr : each->parentWidget();
+    };
+    for (QWidget *each = widget; each != nullptr; each = parentOf(each)) {
         const auto found = panes().parts.find(each);
         if (found != panes().parts.end())
             return found->second.window;

@@ -260,6 +260,8 @@ bool handlePlace(HWND window, QObject *object, QEvent &event) {
         return true;
     case QEvent::WindowActivate:
     case QEvent::WindowDeactivate: {
+        if (!isTopLevel(pane))
+            return false; // Qt tells the controls too
         const bool active = event.type() == QEvent::WindowActivate;
         const HWND owner = windowOf(window)->owner;
         if (Pane *owning = !active || owner == nullptr ? nullptr : paneOf(owner))
