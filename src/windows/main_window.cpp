@@ -22,6 +22,7 @@
 #include "windows/widget.h"
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <optional>
 
@@ -41,7 +42,7 @@ constexpr float heightDips = 850;
 constexpr int screenMargin = 24;
 
 int rounded(float value) {
-    return static_cast<int>(value + 0.5F);
+    return static_cast<int>(std::lround(value));
 }
 
 /// Says in the result line that the settings could not be read or stored.
