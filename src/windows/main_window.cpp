@@ -22,6 +22,7 @@
 #include "windows/widget.h"
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <optional>
 
@@ -41,7 +42,7 @@ constexpr float heightDips = 850;
 constexpr int screenMargin = 24;
 
 int rounded(float value) {
-    return static_cast<int>(value + 0.5F);
+    return static_cast<int>(std::lround(value));
 }
 
 /// Says in the result line that the settings could not be read or stored.
@@ -111,7 +112,13 @@ void onDestroy(HWND window) {
 
 void onDpiChanged(HWND window, WPARAM wParam, LPARAM lParam) {
     mainView.dpiScale = static_cast<float>(HIWORD(wParam)) / USER_DEFAULT_SCREEN_DPI;
-    takeSuggestedRect(window, lParam);
+    RECT rect = *reinterpret_cast<const RECT *>(lParam);
+    MONITORINFO monitor = {};
+    monitor.cbSize = sizeof(monitor);
+    if (GetMonitorInfoW(MonitorFromRect(&rect, MONITOR_DEFAULTTONEAREST), &monitor))
+        rect = fitInto(rect, monitor.rcWork);
+    SetWindowPos(window, nullptr, rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top,
+                 SWP_NOZORDER | SWP_NOACTIVATE);
     ui::layoutMainWindow();
 }
 
@@ -317,6 +324,14 @@ SIZE mainWindowSize(const RECT &workArea, float scale) {
     const int width = workArea.right - workArea.left - screenMargin;
     const int height = workArea.bottom - workArea.top - screenMargin;
     return {std::min(width, rounded(widthDips * scale)), std::min(height, rounded(heightDips * scale))};
+}
+
+RECT fitInto(const RECT &rect, const RECT &area) {
+    const LONG width = std::min(rect.right - rect.left, area.right - area.left);
+    const LONG height = std::min(rect.bottom - rect.top, area.bottom - area.top);
+    const LONG left = std::clamp(rect.left, area.left, area.right - width);
+    const LONG top = std::clamp(rect.top, area.top, area.bottom - height);
+    return {left, top, left + width, top + height};
 }
 
 bool registerMainWindow() {

@@ -13,6 +13,9 @@ inline constexpr UINT_PTR notifyRetryTimer = 4;
 /// The size in pixels at which the window opens, for the scale of the desktop.
 SIZE mainWindowSize(const RECT &workArea, float scale);
 
+/// The rectangle, cut to the size of the area and moved inside it.
+RECT fitInto(const RECT &rect, const RECT &area);
+
 /// False where the class "DustmereReleaseWindow" cannot be registered.
 bool registerMainWindow();
 /// Makes the window, hidden, with all that belongs to it. Null on failure.

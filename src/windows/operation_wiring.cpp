@@ -30,9 +30,9 @@ void showProgress() {
     ui::startAnimationTimer();
 }
 
-/// A copy, since the destruction changes the list.
-void destroyAll(const std::vector<HWND> windows) {
-    for (HWND window : windows)
+/// Over a copy, since the destruction changes the list.
+void destroyAll(const std::vector<HWND> &windows) {
+    for (HWND window : std::vector(windows))
         DestroyWindow(window);
 }
 

@@ -11,6 +11,7 @@
 #include "windows/widget_shape.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <span>
 
@@ -68,7 +69,7 @@ void paintRing(ui::Canvas &canvas, float x, float y, float used) {
 void paintDrive(ui::Canvas &canvas, const DriveInfo &drive, float y, float width) {
     const float used = usedPart(drive);
     paintRing(canvas, 22, y + 5, used);
-    canvas.drawText(formatCount(static_cast<std::uint64_t>(used * 100 + 0.5F)) + W("%"), 22, y + 5, 35, 35, 10,
+    canvas.drawText(formatCount(static_cast<std::uint64_t>(std::lround(used * 100))) + W("%"), 22, y + 5, 35, 35, 10,
                     palette.textPrimary, true, true, true, true);
     canvas.drawText(pathLabel(drive.root), 72, y + 1, width - 92, 22, 14, palette.textPrimary, true, false, true,
                     false);
@@ -95,9 +96,10 @@ void paintDrives(ui::Canvas &canvas, const WidgetData &data, float width) {
         return;
     }
     for (int row = 0; row < data.visibleRows; ++row) {
-        const auto drive = static_cast<std::size_t>(data.firstRow + row);
-        if (drive < drives.size())
-            paintDrive(canvas, drives[drive], 229 + rowHeight * static_cast<float>(row), width);
+        const int drive = data.firstRow + row;
+        if (drive < static_cast<int>(drives.size()))
+            paintDrive(canvas, drives[static_cast<std::size_t>(drive)], 229 + rowHeight * static_cast<float>(row),
+                       width);
     }
     if (drives.size() > static_cast<std::size_t>(data.visibleRows))
         paintScrollBar(canvas, data, drives.size(), width);

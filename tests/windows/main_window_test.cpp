@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace dm {
 namespace {
 
@@ -22,6 +24,24 @@ TEST(MainWindow, OpensInItsSizeOrInWhatTheWorkAreaHas) {
         const SIZE size = mainWindowSize(each.workArea, each.scale);
         EXPECT_EQ(size.cx, each.width);
         EXPECT_EQ(size.cy, each.height);
+    }
+}
+
+TEST(MainWindow, IsCutToTheWorkAreaAndMovedInside) {
+    constexpr RECT area = {100, 50, 1100, 850};
+    struct Case {
+        RECT suggested, expected;
+    };
+    constexpr Case cases[] = {
+        {{200, 100, 700, 500}, {200, 100, 700, 500}}, // as it is
+        {{-300, 20, 200, 420}, {100, 50, 600, 450}},
+        {{900, 700, 1400, 1100}, {600, 450, 1100, 850}},
+        {{0, 0, 3000, 2000}, {100, 50, 1100, 850}},
+    };
+    for (const auto &[suggested, expected] : cases) {
+        const RECT fitted = fitInto(suggested, area);
+        EXPECT_EQ(std::tie(fitted.left, fitted.top, fitted.right, fitted.bottom),
+                  std::tie(expected.left, expected.top, expected.right, expected.bottom));
     }
 }
 

@@ -142,7 +142,7 @@ private:
     WString said_;
 };
 
-void giveScan(std::vector<WString> paths, std::uint64_t recycleItems) {
+void giveScan(const std::vector<WString> &paths, std::uint64_t recycleItems) {
     ScanResult scan;
     for (const WString &path : paths) {
         scan.entries.emplace_back().path = path;

@@ -92,6 +92,15 @@ public:
         selectedCount_ = static_cast<int>(std::count(selected_.begin(), selected_.end(), true));
         anchor_ = std::min(anchor_, count - 1);
     }
+    /// Makes the rows as high as the font asks for. The header would tell of each row on its own, of which there may be
+    /// a million.
+    void fitRows() {
+        constexpr int roomAround = 5;
+        const QSignalBlocker silence(verticalHeader());
+        verticalHeader()->setDefaultSectionSize(QFontMetrics(font()).height() + roomAround);
+        updateGeometries();
+        viewport()->update();
+    }
     /// The next selected row behind one, or -1.
     int nextSelected(int row) const {
         const auto from = selected_.begin() + std::clamp(row + 1, 0, count());
@@ -327,11 +336,6 @@ LRESULT setColor(ListView &list, std::initializer_list<QPalette::ColorRole> role
     return TRUE;
 }
 
-void fitRows(ListView &list) {
-    constexpr int roomAround = 5;
-    list.verticalHeader()->setDefaultSectionSize(QFontMetrics(list.font()).height() + roomAround);
-}
-
 std::optional<LRESULT> answer(HWND window, ListView &list, UINT message, WPARAM wParam, LPARAM lParam) {
     const int row = static_cast<int>(wParam);
     switch (message) {
@@ -395,7 +399,7 @@ void setUp(ListView &list) {
     list.verticalHeader()->hide();
     list.verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     list.verticalHeader()->setMinimumSectionSize(1);
-    fitRows(list);
+    list.fitRows();
 }
 
 } // namespace
@@ -432,7 +436,7 @@ LRESULT CALLBACK listViewProcedure(HWND window, UINT message, WPARAM wParam, LPA
     }
     const LRESULT result = DefWindowProcW(window, message, wParam, lParam);
     if (message == WM_SETFONT)
-        fitRows(list);
+        list.fitRows();
     return result;
 }
 

@@ -88,7 +88,9 @@ ItemPictures picturesOf(const QIcon &icon) {
     return pictures;
 }
 
-/// What the host asks of the item and tells it. The names are those of the convention.
+// NOLINTBEGIN(readability-identifier-naming): the names are those of the convention.
+
+/// What the host asks of the item and tells it.
 class ItemAdaptor final : public QDBusAbstractAdaptor {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierItem")
@@ -135,6 +137,8 @@ private:
 
     StatusNotifier &notifier_;
 };
+
+// NOLINTEND(readability-identifier-naming)
 
 QDBusMessage watcherCall(const QString &interface, const QString &method) {
     return QDBusMessage::createMethodCall(watcherService, watcherPath, interface, method);
