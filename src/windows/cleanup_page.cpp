@@ -89,7 +89,7 @@ void paintDriveLine(ui::Canvas &canvas, const DriveInfo &drive, const Box &row) 
     const Box glyph = mirrored({row.x, row.y + (row.h - glyphSide) / 2, glyphSide, glyphSide}, row);
     ui::drawGlyph(canvas, diskGlyph, glyph.x, glyph.y, glyph.w, palette.textMuted);
     const Box text = mirrored({row.x + 36, row.y, row.w - 36, row.h}, row);
-    ui::drawTwoLines(shownPath(drive.root), spaceText(drive), text.x, text.y, text.w, text.h, 15, palette.textPrimary,
+    ui::drawTwoLines(driveName(drive), spaceText(drive), text.x, text.y, text.w, text.h, 15, palette.textPrimary,
                      palette.textMuted, true, false);
 }
 

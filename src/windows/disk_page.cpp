@@ -1,6 +1,5 @@
 // The page that shows the space on all drives.
 #include "core/operations.h"
-#include "platform/places.h"
 #include "ui/text.h"
 #include "ui/theme.h"
 #include "windows/page_parts.h"
@@ -22,7 +21,7 @@ void paintDrive(ui::Canvas &canvas, const DriveInfo &drive, const Box &row) {
     const Box glyph = mirrored({row.x, row.y + (row.h - glyphSide) / 2, glyphSide, glyphSide}, row);
     ui::drawGlyph(canvas, diskGlyph, glyph.x, glyph.y, glyph.w, palette.accentColor);
     const Box column = mirrored({row.x + indent, row.y, row.w - indent, row.h}, row);
-    queueFinished(shownPath(drive.root), {column.x, column.y, column.w, 26}, 16, palette.textPrimary, boldText);
+    queueFinished(driveName(drive), {column.x, column.y, column.w, 26}, 16, palette.textPrimary, boldText);
     ui::drawProgressBar(canvas, column.x, column.y + 31, column.w, usedShare(drive));
     queueFinished(spaceText(drive), {column.x, column.y + 46, column.w, 22}, 13, palette.textMuted);
 }

@@ -2,6 +2,7 @@
 
 #include "i18n/format.h"
 #include "i18n/language.h"
+#include "platform/places.h"
 
 #include <algorithm>
 #include <cmath>
@@ -99,6 +100,11 @@ float usedShare(const DriveInfo &drive) {
         return 0;
     return static_cast<float>(static_cast<double>(drive.totalBytes - drive.freeBytes) /
                               static_cast<double>(drive.totalBytes));
+}
+
+WString driveName(const DriveInfo &drive) {
+    constexpr const WChar *leftToRightMark = W("\u200E");
+    return leftToRightMark + shownPath(drive.root);
 }
 
 WString freeText(const DriveInfo &drive) {

@@ -41,6 +41,8 @@ void drawRingPart(ui::Canvas &canvas, float x, float y, float diameter, float pe
 
 /// The share of a drive that is in use, 0 to 1.
 float usedShare(const DriveInfo &drive);
+/// The drive's root as a person reads it, from left to right in every language.
+WString driveName(const DriveInfo &drive);
 /// "… free"
 WString freeText(const DriveInfo &drive);
 /// "… free · Total: …"

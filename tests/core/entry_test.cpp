@@ -37,8 +37,9 @@ protected:
 
     /// Runs the program with a temp folder and gives its exit code, or -1 where it did not end by itself. Its standard
     /// streams go to the file.
-    int run(std::vector<std::string> arguments, const fs::path &temp, const fs::path &output) {
-        std::vector<std::string> environment = {"TMPDIR=" + temp.string()};
+    int run(std::vector<std::string> arguments, const fs::path &temp, const fs::path &output,
+            std::vector<std::string> environment = {}) {
+        environment.push_back("TMPDIR=" + temp.string());
         for (const char *variable : {"HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_CONFIG_HOME", "XDG_RUNTIME_DIR"})
             environment.push_back(std::string(variable) + "=" + std::getenv(variable));
         arguments.insert(arguments.begin(), "dustmere");
@@ -77,7 +78,7 @@ std::set<fs::path> namesIn(const fs::path &folder) {
 
 } // namespace
 
-TEST_F(Entry, CommandLineChoosesTheRunMode) {
+TEST_F(Entry, SelfTestShowsNothingAndLeavesNothing) {
     // /tmp is a volume of its own here, with nothing in it but what the tests brought.
     test::runIsolated(test::Isolation::ProcessesAndPlaces, [this] {
         const fs::path temp = "/tmp/temporary files";
@@ -89,11 +90,6 @@ TEST_F(Entry, CommandLineChoosesTheRunMode) {
             {{"--self-test", "--smoke-quit"}, 0},
             {{"--smoke-quit", "--self-test"}, 0},
             {{"\xFF \xD0\"", "", "--self-test"}, 0},
-            // These modes have no main window to open yet.
-            {{}, 10},
-            {{"--SELF-TEST"}, 10},
-            {{"--self", "-test"}, 10},
-            {{"--smoke-quit"}, 10},
         };
         for (const auto &[arguments, code] : cases) {
             EXPECT_EQ(run(arguments, temp, "/var/tmp/output"), code) << testing::PrintToString(arguments);
@@ -101,6 +97,23 @@ TEST_F(Entry, CommandLineChoosesTheRunMode) {
         }
         EXPECT_EQ(namesIn("/tmp"), before);
         EXPECT_EQ(fs::file_size("/var/tmp/output"), 0u);
+    });
+}
+
+TEST_F(Entry, OtherCommandLinesWantAWindow) {
+    test::runIsolated(test::Isolation::ProcessesAndPlaces, [this] {
+        fs::create_directory("/tmp/temp");
+        const std::vector<std::string> cases[] = {{}, {"--SELF-TEST"}, {"--self", "-test"}, {"--smoke-quit"}};
+        for (const std::vector<std::string> &arguments : cases)
+            EXPECT_EQ(run(arguments, "/tmp/temp", "/var/tmp/output"), 10) << testing::PrintToString(arguments);
+    });
+}
+
+TEST_F(Entry, SmokeModeOpensTheWindowAndEndsByItself) {
+    test::runIsolated(test::Isolation::ProcessesAndPlaces, [this] {
+        fs::create_directory("/tmp/temp");
+        EXPECT_EQ(run({"--smoke-quit"}, "/tmp/temp", "/var/tmp/output", {"QT_QPA_PLATFORM=offscreen"}), 0);
+        EXPECT_TRUE(fs::exists(fs::path(std::getenv("XDG_DATA_HOME")) / "Dustmere" / "state.dat"));
     });
 }
 
@@ -120,7 +133,6 @@ TEST_F(Entry, EachSelfTestLeavesOneRecord) {
         fs::create_directory("/tmp/temp");
         EXPECT_EQ(run({"--self-test"}, "/tmp/temp", "/var/tmp/output"), 0);
         EXPECT_EQ(run({"--self-test"}, "/tmp/missing", "/var/tmp/output"), 11);
-        EXPECT_EQ(run({"--smoke-quit"}, "/tmp/temp", "/var/tmp/output"), 10);
 
         std::ifstream log(fs::path(std::getenv("XDG_DATA_HOME")) / "Dustmere" / "history.log", std::ios::binary);
         std::vector<HistoryEvent> events;

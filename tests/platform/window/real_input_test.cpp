@@ -25,7 +25,10 @@ protected:
                        QStringLiteral("tcp")});
         ASSERT_TRUE(server_.waitForReadyRead());
         const QByteArray display = ':' + server_.readLine().trimmed();
-        setEnvironment({{"DISPLAY", display.constData()}, {"QT_QPA_PLATFORM", "xcb"}});
+        // Without an address, a message bus of its own would be started for the display.
+        setEnvironment({{"DISPLAY", display.constData()},
+                        {"QT_QPA_PLATFORM", "xcb"},
+                        {"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere"}});
         manager_.start(QStringLiteral("openbox"), {});
         ASSERT_TRUE(manager_.waitForStarted());
         ASSERT_TRUE(until([] {

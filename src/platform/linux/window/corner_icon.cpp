@@ -7,7 +7,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
-#include <QToolTip>
+#include <QTimer>
 
 namespace dm::platform {
 namespace {
@@ -27,6 +27,10 @@ CornerIcon::CornerIcon() {
     setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setFocusPolicy(Qt::StrongFocus);
+    balloon_.setWindowFlags(Qt::ToolTip);
+    balloon_.setFrameStyle(QFrame::Box);
+    balloon_.setMargin(pixels(marginDips));
+    balloon_.installEventFilter(this);
     connect(this, &QAbstractButton::clicked, this, [this] { tellNotifyEvent(NIN_SELECT, centre()); });
     connect(QGuiApplication::primaryScreen(), &QScreen::availableGeometryChanged, this, [this] {
         if (isVisible())
@@ -55,8 +59,14 @@ void CornerIcon::showInCorner() {
     raise();
 }
 
-void CornerIcon::showBalloon(const QString &text) {
-    QToolTip::showText(geometry().topLeft(), text, this, {}, balloonMilliseconds);
+/// Not a tool tip: those go away as soon as another window is activated, which the end of a window is.
+void CornerIcon::showBalloon(const QString &title, const QString &text) {
+    balloon_.setText(QStringLiteral("<b>%1</b><br>%2").arg(title.toHtmlEscaped(), text.toHtmlEscaped()));
+    balloon_.adjustSize();
+    const QPoint corner = geometry().topRight() - QPoint(balloon_.width(), balloon_.height() + pixels(marginDips));
+    balloon_.move(corner + QPoint(1, 0));
+    balloon_.show();
+    QTimer::singleShot(balloonMilliseconds, &balloon_, &QWidget::hide);
 }
 
 void CornerIcon::paintEvent(QPaintEvent *) {
@@ -78,6 +88,18 @@ void CornerIcon::keyPressEvent(QKeyEvent *event) {
         tellNotifyEvent(NIN_KEYSELECT, centre());
     else
         QAbstractButton::keyPressEvent(event);
+}
+
+void CornerIcon::hideEvent(QHideEvent *) {
+    balloon_.hide();
+}
+
+bool CornerIcon::eventFilter(QObject *object, QEvent *event) {
+    if (object != &balloon_ || event->type() != QEvent::MouseButtonRelease)
+        return false;
+    balloon_.hide();
+    tellNotifyEvent(NIN_BALLOONUSERCLICK, centre());
+    return true;
 }
 
 QPoint CornerIcon::centre() const {

@@ -4,6 +4,7 @@
 #include "platform/linux/window/notify.h"
 
 #include <QAbstractButton>
+#include <QLabel>
 
 namespace dm::platform {
 
@@ -16,15 +17,20 @@ public:
     void take(const NotifyIcon &icon);
     /// In the corner of the main screen's work area, as it is now.
     void showInCorner();
-    void showBalloon(const QString &text);
+    /// Above the icon, for a while.
+    void showBalloon(const QString &title, const QString &text);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
     void contextMenuEvent(QContextMenuEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
+    bool eventFilter(QObject *object, QEvent *event) override;
 
 private:
     QPoint centre() const;
+
+    QLabel balloon_;
 };
 
 } // namespace dm::platform

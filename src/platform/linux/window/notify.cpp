@@ -12,13 +12,16 @@
 namespace dm::platform {
 namespace {
 
+void removePresence();
+
 /// The icon and what shows it: a host where there is one, the corner while the window is hidden otherwise.
 class Presence final : public QObject {
 public:
     explicit Presence(const NotifyIcon &icon) : icon_(icon), notifier_(icon_) {
         connect(&notifier_, &StatusNotifier::hostedChanged, this, [this] { showLater(); });
-        if (const Pane *pane = paneOf(icon.window))
-            pane->widget->installEventFilter(this);
+        QWidget *widget = paneOf(icon.window)->widget;
+        widget->installEventFilter(this);
+        connect(widget, &QObject::destroyed, qApp, removePresence, Qt::QueuedConnection);
     }
 
     NotifyIcon &icon() { return icon_; }
@@ -34,7 +37,7 @@ public:
     void showBalloon(const QString &title, const QString &text) {
         const auto show = [this, title, text] {
             if (corner_.isVisible())
-                corner_.showBalloon(text);
+                corner_.showBalloon(title, text);
             else
                 showNotification(title, text);
         };
@@ -75,6 +78,10 @@ private:
 std::unique_ptr<Presence> &presence() {
     static std::unique_ptr<Presence> presence;
     return presence;
+}
+
+void removePresence() {
+    presence().reset();
 }
 
 bool isOurs(HWND window, UINT id) {
@@ -155,7 +162,7 @@ BOOL WINAPI Shell_NotifyIconW(DWORD message, NOTIFYICONDATAW *data) {
     case NIM_SETVERSION:
         return setVersion(data->uVersion);
     case NIM_DELETE:
-        presence().reset();
+        removePresence();
         return TRUE;
     default:
         return FALSE;
