@@ -81,6 +81,6 @@ int main(int count, char **arguments) {
         return showBare(count, arguments);
     if (which == "own")
         return showOwn();
-    std::fputs("usage: dustmere_window_bench bare|own\n", stderr);
+    std::fputs("usage: dustmere_first_window bare|own\n", stderr);
     return 2;
 }

@@ -4,6 +4,7 @@
 #include <QBitmap>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QWindow>
 
 #include <utility>
 
@@ -48,6 +49,8 @@ bool handlePaint(HWND window, QObject *object, QPaintEvent &event) {
     const bool layered = isLayered(window);
     const bool asked = pane->invalid.intersects(event.region());
     pane->invalid -= event.region();
+    if (pane->widget->isWindow() && pane->widget->windowHandle()->isExposed())
+        pane->askedPlace.reset();
     if (pane->askedSize.isValid())
         QMetaObject::invokeMethod(
             pane->widget, [window] { settleFrame(window); }, Qt::QueuedConnection);

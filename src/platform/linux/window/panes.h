@@ -52,8 +52,10 @@ struct Pane {
     std::function<QSize(QSize)> fit; ///< the size that the widget takes of the one that it is given, if not all of it
     QImage layer;                    ///< what UpdateLayeredWindow gave
     // Of a top-level window only:
-    QSize askedSize;         ///< with the frame, which nobody knows before the window manager has made it
-    QMargins assumedFrame;   ///< what the frame was taken for meanwhile
+    QSize askedSize;       ///< with the frame, which nobody knows before the window manager has made it
+    QMargins assumedFrame; ///< what the frame was taken for meanwhile
+    /// Where it is to stand, until it is seen: what the screen tells of a window that is just being framed is wrong.
+    std::optional<QPoint> askedPlace;
     bool focusShown = false; ///< the keyboard has been used to get about
     HWND lastPopup = nullptr;
     int scale = 0; ///< the dots per inch that it was told last

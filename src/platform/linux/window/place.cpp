@@ -38,6 +38,12 @@ void takeSize(Pane &pane, QSize outer) {
     pane.widget->resize(outer.shrunkBy(pane.assumedFrame));
 }
 
+void takePlace(Pane &pane, QPoint topLeft) {
+    if (!pane.widget->windowHandle()->isExposed())
+        pane.askedPlace = topLeft;
+    pane.widget->move(topLeft);
+}
+
 /// The program says how small a window with a frame to size it by may become.
 void applyMinimum(Pane &pane) {
     if (!isTopLevel(pane) || (windowOf(pane.window)->style & WS_THICKFRAME) == 0)
@@ -53,7 +59,7 @@ void place(Pane &pane, const RECT &rect, UINT flags) {
     const QRect wanted = rectOf(rect);
     if (isTopLevel(pane)) {
         if ((flags & SWP_NOMOVE) == 0)
-            pane.widget->move(wanted.topLeft());
+            takePlace(pane, wanted.topLeft());
         if ((flags & SWP_NOSIZE) == 0) {
             applyMinimum(pane);
             takeSize(pane, wanted.size());
@@ -185,7 +191,7 @@ bool makeWindow(HWND window, const CREATESTRUCTW &creation) {
     widget->setWindowIcon(iconOf(own.icon));
     addPart(window, widget, wholeWidget);
     widget->winId(); // makes the window in the window system
-    widget->move(firstPlace(creation).topLeft());
+    takePlace(pane, firstPlace(creation).topLeft());
     takeSize(pane, firstPlace(creation).size());
     if (const Pane *owner = own.owner == nullptr ? nullptr : paneOf(own.owner))
         widget->windowHandle()->setTransientParent(owner->widget->window()->windowHandle());
@@ -431,7 +437,10 @@ BOOL WINAPI GetWindowRect(HWND window, RECT *rect) {
     if (pane == nullptr)
         return FALSE;
     const QRect inner(pane->widget->mapToGlobal(QPoint(0, 0)), pane->widget->size());
-    *rect = rectOf(inner.marginsAdded(frameOf(*pane)));
+    QRect outer = inner.marginsAdded(frameOf(*pane));
+    if (pane->askedPlace)
+        outer.moveTopLeft(*pane->askedPlace);
+    *rect = rectOf(outer);
     return TRUE;
 }
 
