@@ -1,6 +1,7 @@
 // Shows a window and ends with its first paint: a bare QWidget, or one of the program's with as many controls as its
 // main window has. The whole process is what a person waits for.
 #include "platform/linux/window/application.h"
+#include "platform/text.h"
 #include "platform/win32.h"
 
 #include <QApplication>
