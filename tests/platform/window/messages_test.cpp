@@ -121,7 +121,6 @@ TEST_F(Messages, InADialogPostedMessagesGoStraightToTheirWindows) {
             // By now the dialog is open, and this is inside its loop.
             auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
             PostQuitMessage(3); // is for the program's loop
-            EXPECT_EQ(GetFocus(), nullptr);
             EXPECT_NE(box, nullptr);
             if (box != nullptr)
                 box->buttons().constFirst()->click();
