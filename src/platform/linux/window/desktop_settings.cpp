@@ -13,6 +13,7 @@
 #include <QDBusPendingCall>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
+#include <QFile>
 #include <QScreen>
 
 #include <memory>
@@ -96,7 +97,15 @@ public slots:
     }
 };
 
+/// Only one that is there: asked for a bus, the library would start one where there is none.
+bool hasSessionBus() {
+    return qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
+           QFile::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/bus"));
+}
+
 void askPortal() {
+    if (!hasSessionBus())
+        return;
     qDBusRegisterMetaType<Values>();
     qDBusRegisterMetaType<QMap<QString, QVariant>>();
     QDBusConnection bus = QDBusConnection::sessionBus();
