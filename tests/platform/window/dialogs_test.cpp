@@ -93,8 +93,6 @@ TEST_F(Dialogs, ATaskDialogGivesTheButtonThatWasPressed) {
 
 TEST_F(Dialogs, AQuestionWithoutCancelStaysOpenUnderEscape) {
     whenOpen<QMessageBox>([](QMessageBox &box) {
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&box));
-        EXPECT_EQ(GetFocus(), nullptr) << "a dialog is none of the windows";
         QTest::keyClick(&box, Qt::Key_Escape);
         EXPECT_TRUE(box.isVisible());
         QTest::keyClick(&box, Qt::Key_Return);

@@ -4,8 +4,7 @@
 #ifdef __SANITIZE_THREAD__
 extern "C" const char *__tsan_default_suppressions();
 extern "C" const char *__tsan_default_suppressions() {
-    return "race:libQt6Core.so\nrace:libQt6Gui.so\nrace:libQt6XcbQpa.so\nrace:libQt6DBus.so\nrace:libdbus-1.so\nrace:"
-           "libxcb.so\n"
-           "race:libglib-2.0.so\ndeadlock:libdbus-1.so\n";
+    return "race:libQt6Core.so\nrace:libQt6Gui.so\nrace:libQt6XcbQpa.so\nrace:libQt6DBus.so\nrace:libdbus-1.so\n"
+           "race:libxcb.so\nrace:libglib-2.0.so\ndeadlock:libdbus-1.so\n";
 }
 #endif
