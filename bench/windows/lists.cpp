@@ -1,7 +1,7 @@
 // Measures what the secondary windows cost the user: sorting, opening a preview, scrolling a list. Each phase prints
 // one line of JSON a round. Wants an empty home folder, and no screen.
-#include "measure.h"
 #include "core/operations.h"
+#include "measure.h"
 #include "platform/linux/window/application.h"
 #include "platform/linux/window/panes.h"
 #include "ui/canvas.h"
