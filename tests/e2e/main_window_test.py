@@ -81,6 +81,7 @@ class Settings(MainWindow):
         program.find("list item", "Deutsch").click()
         program.find(BUTTON, "Browser schließen · Ein")
         desktop.screenshot("settings-changed")
+        widget = program.find(BUTTON, "Widget ausblenden").place
         self.end(program)
 
         program, window = self.open_settings()
@@ -89,6 +90,7 @@ class Settings(MainWindow):
         program.find("combo box", "Deutsch")
         self.assertEqual(program.find("slider").value, opacity)
         self.assertEqual(background(window), "0d141a")
+        self.assertEqual(program.find(BUTTON, "Widget ausblenden").place, widget)
         desktop.screenshot("settings-kept")
         self.end(program)
 
