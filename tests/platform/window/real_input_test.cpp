@@ -19,10 +19,11 @@ protected:
             if (QStandardPaths::findExecutable(QString::fromUtf8(program)).isEmpty())
                 GTEST_SKIP() << "There is no " << program << ".";
         }
+        // Without -noreset the server starts anew, under its other clients, when the first question has been answered.
         server_.start(QStringLiteral("Xvfb"),
                       {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                       QStringLiteral("0"), QStringLiteral("1024x768x24"), QStringLiteral("-nolisten"),
-                       QStringLiteral("tcp")});
+                       QStringLiteral("0"), QStringLiteral("1024x768x24"), QStringLiteral("-noreset"),
+                       QStringLiteral("-nolisten"), QStringLiteral("tcp")});
         ASSERT_TRUE(server_.waitForReadyRead());
         const QByteArray display = ':' + server_.readLine().trimmed();
         // Without an address, a message bus of its own would be started for the display.
