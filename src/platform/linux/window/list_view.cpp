@@ -427,8 +427,10 @@ bool makeListView(HWND window, const CREATESTRUCTW &creation) {
     if (CreateWindowExW(0, W("SysHeader32"), nullptr, WS_CHILD, 0, 0, 0, 0, window, nullptr, nullptr, nullptr) ==
         nullptr)
         return false;
-    QObject::connect(list->horizontalHeader(), &QHeaderView::sectionClicked, list,
-                     [window](int column) { tellColumnClick(window, column); });
+    // The second click of a quick two is told by itself.
+    for (const auto clicked : {&QHeaderView::sectionClicked, &QHeaderView::sectionDoubleClicked})
+        QObject::connect(list->horizontalHeader(), clicked, list,
+                         [window](int column) { tellColumnClick(window, column); });
     return true;
 }
 
