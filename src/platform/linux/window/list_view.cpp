@@ -249,7 +249,7 @@ private:
     int anchor_ = -1;
 };
 
-/// Shows which rows are selected.
+/// Shows which rows are selected, and texts in their own direction.
 class RowDelegate final : public QStyledItemDelegate {
 public:
     explicit RowDelegate(ListView &list) : QStyledItemDelegate(&list), list_(list) {}
@@ -258,6 +258,12 @@ protected:
     void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override {
         QStyledItemDelegate::initStyleOption(option, index);
         option->state.setFlag(QStyle::State_Selected, list_.isSelected(index.row()));
+        // What begins with the mark reads from left to right as a whole, also where the list begins at the right.
+        constexpr QChar leftToRightMark(0x200E);
+        if (list_.isRightToLeft() && option->text.startsWith(leftToRightMark)) {
+            option->direction = Qt::LeftToRight;
+            option->displayAlignment = Qt::AlignRight | Qt::AlignVCenter;
+        }
     }
 
 private:
@@ -421,8 +427,10 @@ bool makeListView(HWND window, const CREATESTRUCTW &creation) {
     if (CreateWindowExW(0, W("SysHeader32"), nullptr, WS_CHILD, 0, 0, 0, 0, window, nullptr, nullptr, nullptr) ==
         nullptr)
         return false;
-    QObject::connect(list->horizontalHeader(), &QHeaderView::sectionClicked, list,
-                     [window](int column) { tellColumnClick(window, column); });
+    // The second click of a quick two is told by itself.
+    for (const auto clicked : {&QHeaderView::sectionClicked, &QHeaderView::sectionDoubleClicked})
+        QObject::connect(list->horizontalHeader(), clicked, list,
+                         [window](int column) { tellColumnClick(window, column); });
     return true;
 }
 
