@@ -307,6 +307,7 @@ def start_desktop():
     Atspi.EventListener.new(note_menu).register("object:state-changed:showing")
     Atspi.Accessible.set_cache_mask(Atspi.get_desktop(0), Atspi.Cache.NONE)
     wait_until(lambda: subprocess.run(["xdotool", "get_desktop"], capture_output=True).returncode == 0, "openbox")
+    keys("shift")  # the first key brings another keyboard, and the manager takes its shortcuts anew
 
 
 def what_is_missing():

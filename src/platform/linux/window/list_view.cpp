@@ -92,12 +92,15 @@ public:
         selectedCount_ = static_cast<int>(std::count(selected_.begin(), selected_.end(), true));
         anchor_ = std::min(anchor_, count - 1);
     }
-    /// Makes the rows as high as the font asks for. The header would tell of each row on its own, of which there may be
-    /// a million.
+    /// Makes the rows as high as the font asks for. The header goes through all of them for that, and would tell of
+    /// each on its own; there may be a million.
     void fitRows() {
         constexpr int roomAround = 5;
-        const QSignalBlocker silence(verticalHeader());
-        verticalHeader()->setDefaultSectionSize(QFontMetrics(font()).height() + roomAround);
+        const int height = QFontMetrics(font()).height() + roomAround;
+        if (verticalHeader()->defaultSectionSize() != height) {
+            const QSignalBlocker silence(verticalHeader());
+            verticalHeader()->setDefaultSectionSize(height);
+        }
         updateGeometries();
         viewport()->update();
     }
