@@ -87,7 +87,7 @@ class Control:
         return [
             one
             for one in self.descendants()
-            if one.role == role and re.fullmatch(name or ".*", one.name) and "showing" in one.states
+            if one.role == role and re.fullmatch(name or ".*", one.name, re.DOTALL) and "showing" in one.states
         ]
 
     def find(self, role, name=""):
@@ -154,6 +154,20 @@ class Program:
         self.process.wait()
 
 
+opened_menus = []
+
+
+def note_menu(event):
+    with contextlib.suppress(GLib.Error):
+        if event.detail1 and event.source.get_role_name() == "popup menu":
+            opened_menus.append(Control(event.source))
+
+
+def menu():
+    """Waits for the open menu. Menus are in no program's tree: a screen reader learns of them when they open."""
+    return wait_until(lambda: [one for one in opened_menus[-1:] if "showing" in one.states], "a menu")[0]
+
+
 def xdotool(*words):
     return subprocess.run(["xdotool", *words], check=True, capture_output=True, text=True).stdout
 
@@ -169,6 +183,11 @@ def keys(*names):
 
 def type_text(text):
     xdotool("type", "--delay", "20", text)
+
+
+def windows(name):
+    """The numbers of all visible windows of this name."""
+    return subprocess.run(["xdotool", "search", "--onlyvisible", "--name", name], capture_output=True, text=True).stdout.split()
 
 
 def screenshot(name):
@@ -274,7 +293,8 @@ def start_desktop():
         "LANGUAGE": "en",
         "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
     }
-    server = ("Xvfb", "-displayfd", "1", "-screen", "0", "1600x1000x24", "-nolisten", "tcp")
+    # A server that may reset starts over, and takes the manager with it, whenever its only client goes.
+    server = ("Xvfb", "-displayfd", "1", "-screen", "0", "1600x1000x24", "-nolisten", "tcp", "-noreset")
     os.environ["DISPLAY"] = ":" + start_server(*server)
     bus = ("dbus-daemon", "--session", "--nofork", "--print-address", f"--address=unix:path={RUNTIME}/bus")
     os.environ["DBUS_SESSION_BUS_ADDRESS"] = start_server(*bus)
@@ -284,13 +304,15 @@ def start_desktop():
     from gi.repository import Atspi, GLib
 
     Atspi.init()
+    Atspi.EventListener.new(note_menu).register("object:state-changed:showing")
     Atspi.Accessible.set_cache_mask(Atspi.get_desktop(0), Atspi.Cache.NONE)
     wait_until(lambda: subprocess.run(["xdotool", "get_desktop"], capture_output=True).returncode == 0, "openbox")
+    keys("shift")  # the first key brings another keyboard, and the manager takes its shortcuts anew
 
 
 def what_is_missing():
     """What the machine lacks for these tests, or an empty text."""
-    for program in ("unshare", "Xvfb", "openbox", "xdotool", "dbus-daemon", "import"):
+    for program in ("unshare", "Xvfb", "openbox", "xdotool", "dbus-daemon", "import", "xprop"):
         if shutil.which(program) is None:
             return f"there is no {program}"
     try:

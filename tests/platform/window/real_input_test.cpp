@@ -19,10 +19,10 @@ protected:
             if (QStandardPaths::findExecutable(QString::fromUtf8(program)).isEmpty())
                 GTEST_SKIP() << "There is no " << program << ".";
         }
-        server_.start(QStringLiteral("Xvfb"),
-                      {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                       QStringLiteral("0"), QStringLiteral("1024x768x24"), QStringLiteral("-nolisten"),
-                       QStringLiteral("tcp")});
+        // Without "-noreset" the server starts over, and takes the manager with it, whenever its only client goes.
+        server_.start(
+            QStringLiteral("Xvfb"),
+            QStringLiteral("-displayfd 1 -screen 0 1024x768x24 -nolisten tcp -noreset").split(QLatin1Char(' ')));
         ASSERT_TRUE(server_.waitForReadyRead());
         const QByteArray display = ':' + server_.readLine().trimmed();
         // Without an address, a message bus of its own would be started for the display.
