@@ -173,8 +173,12 @@ TEST_F(RealInput, AWindowHasItsSizeWithTheFrameAndIsMinimisedAndClosed) {
     ShowWindow(window, SW_RESTORE);
     EXPECT_TRUE(until([&] { return IsIconic(window) == FALSE && widgetOf(window)->isActiveWindow(); }));
     EXPECT_EQ(sizes.back().first, UINT{SIZE_RESTORED});
-    act(QStringLiteral("key alt+F4"));
-    EXPECT_TRUE(until([&] { return closes == 1; }));
+    // The manager hands over the focus when it likes to; until then the key goes nowhere.
+    EXPECT_TRUE(until([&] {
+        act(QStringLiteral("key alt+F4"));
+        runLoop(window);
+        return closes > 0;
+    }));
 }
 
 } // namespace
