@@ -11,6 +11,11 @@ BUTTON = "push button"
 NAVIGATION = ["PC cleanup", "Disk space", "Help", "Our website", "Settings"]
 
 
+def in_german(text):
+    table = (desktop.REPOSITORY / "src/i18n/catalogue.tsv").read_text(encoding="utf-8")
+    return next(row.split("\t")[6] for row in table.splitlines() if row.split("\t")[1] == text)
+
+
 def look(place):
     """What the screen shows at (left, top, width, height), as bytes of 8 bits a channel."""
     left, top, width, height = place
@@ -45,7 +50,7 @@ class MainWindow(desktop.DesktopTest):
     def open_settings(self):
         program = self.start()
         window = program.active_window()
-        program.click(BUTTON, "Settings|Einstellungen")
+        program.click(BUTTON, f"Settings|{in_german('Settings')}")
         program.find("slider")
         return program, window
 
@@ -79,18 +84,20 @@ class Settings(MainWindow):
         program.find(BUTTON, "Selected · Rose")
         program.click("combo box")
         program.find("list item", "Deutsch").click()
-        program.find(BUTTON, "Browser schließen · Ein")
+        close_browsers = f"{in_german('Close browsers')} · {in_german('On')}"
+        program.find(BUTTON, close_browsers)
         desktop.screenshot("settings-changed")
-        widget = program.find(BUTTON, "Widget ausblenden").place
+        widget = program.find(BUTTON, in_german("Hide widget")).place
         self.end(program)
 
         program, window = self.open_settings()
-        for name in ("Browser schließen · Ein", "Dateien in Verwendung überspringen · Aus", "Ausgewählt · .*"):
+        selected = f"{in_german('Selected')} · .*"
+        for name in (close_browsers, f"{in_german('Skip files in use')} · {in_german('Off')}", selected):
             program.find(BUTTON, name)
         program.find("combo box", "Deutsch")
         self.assertEqual(program.find("slider").value, opacity)
         self.assertEqual(background(window), "0d141a")
-        self.assertEqual(program.find(BUTTON, "Widget ausblenden").place, widget)
+        self.assertEqual(program.find(BUTTON, in_german("Hide widget")).place, widget)
         desktop.screenshot("settings-kept")
         self.end(program)
 
