@@ -257,6 +257,16 @@ class RowDelegate final : public QStyledItemDelegate {
 public:
     explicit RowDelegate(ListView &list) : QStyledItemDelegate(&list), list_(list) {}
 
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override {
+        QStyleOptionViewItem cell = option;
+        initStyleOption(&cell, index);
+        // Shortened here, since the style lays out several times over what it is given, and paths are long.
+        QStyle &style = *list_.style();
+        const int margin = 2 * (style.pixelMetric(QStyle::PM_FocusFrameHMargin, &cell, &list_) + 1);
+        cell.text = cell.fontMetrics.elidedText(cell.text, cell.textElideMode, cell.rect.width() - margin);
+        style.drawControl(QStyle::CE_ItemViewItem, &cell, painter, &list_);
+    }
+
 protected:
     void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override {
         QStyledItemDelegate::initStyleOption(option, index);
