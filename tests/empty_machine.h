@@ -39,19 +39,6 @@ inline void emptyFolder(const std::string &path) {
         std::filesystem::remove_all(entry.path());
 }
 
-/// Makes a file last written this long ago, and last read long before, with the folders that its path needs.
-inline void makeFile(const std::string &path, std::string_view content = "content",
-                     std::chrono::nanoseconds age = 48h) {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    require(static_cast<bool>(file << content << std::flush), path);
-    timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
-    const auto time = std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec) - age;
-    const timespec times[2] = {{1'000'000'000, 0}, {time / 1s, static_cast<long>(time % 1s / 1ns)}};
-    require(utimensat(AT_FDCWD, path.c_str(), times, 0) == 0, path);
-}
-
 /// Everything below the folders but folders; of a link, the link itself. And what the program makes for a while: its
 /// private folders, and those by which it remembers them.
 inline std::set<std::string> filesBelow(std::initializer_list<const char *> folders) {

@@ -4,6 +4,8 @@
 
 #include "scratch.h"
 
+#include <gtest/gtest.h>
+
 #include <csignal>
 #include <functional>
 #include <utility>
@@ -90,5 +92,24 @@ private:
     pid_t process_;
     int status_ = 0;
 };
+
+/// Has the work done over and over by a process of its own, each time made anew by `prepare` and interfered with before
+/// a later one of its system calls, or at that stride; the last time it is left in peace. Gives the number of calls.
+inline int atEveryCall(const std::function<void()> &prepare, const std::function<void()> &work,
+                       const std::function<void(TracedProcess &)> &act, const std::function<void()> &check,
+                       int stride = 1) {
+    int calls = 0;
+    for (bool goesOn = true; goesOn && !testing::Test::HasFailure(); calls += stride) {
+        SCOPED_TRACE("before call " + std::to_string(calls));
+        prepare();
+        TracedProcess process(work);
+        goesOn = process.steps(2 * calls + 1);
+        if (goesOn)
+            act(process);
+        process.finish();
+        check();
+    }
+    return calls;
+}
 
 } // namespace dm::test

@@ -1,24 +1,15 @@
 // What lies in a trash folder, and what its info files say about it.
 #pragma once
 
+#include "files.h"
 #include "platform/linux/base_folders.h"
-#include "scratch.h"
 
-#include <gtest/gtest.h>
-
-#include <map>
 #include <regex>
-#include <string>
 
 namespace dm::test {
 
 inline std::string homeTrash() {
     return platform::baseFolders().dataHome + "/Trash";
-}
-
-inline std::string contentOf(const std::filesystem::path &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 inline std::string percentDecoded(const std::string &text) {
@@ -32,12 +23,12 @@ inline std::string percentDecoded(const std::string &text) {
 
 /// The content of each trashed file by the path that it goes back to. Info files count paths from `top`, if it is not
 /// empty. One without a file is allowed, but no file without a valid one.
-inline std::map<std::string, std::string> trashedIn(const std::string &trash, const std::string &top = {}) {
-    std::map<std::string, std::string> trashed;
+inline Tree trashedIn(const std::string &trash, const std::string &top = {}) {
+    Tree trashed;
     if (!std::filesystem::exists(trash + "/files"))
         return trashed;
     for (const auto &entry : std::filesystem::directory_iterator(trash + "/files")) {
-        const std::string info = contentOf(trash + "/info/" + entry.path().filename().string() + ".trashinfo");
+        const std::string info = readFile(trash + "/info/" + entry.path().filename().string() + ".trashinfo");
         static const std::regex valid("\\[Trash Info\\]\nPath=([-A-Za-z0-9._~/%]+)\nDeletionDate="
                                       "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\n");
         std::smatch parts;
@@ -47,7 +38,7 @@ inline std::map<std::string, std::string> trashedIn(const std::string &trash, co
         }
         const std::string path = percentDecoded(parts[1]);
         EXPECT_EQ(path.starts_with('/'), top.empty()) << path;
-        trashed[top.empty() ? path : top + '/' + path] = contentOf(entry.path());
+        trashed[top.empty() ? path : top + '/' + path] = readFile(entry.path());
     }
     return trashed;
 }

@@ -6,18 +6,12 @@
 #include "platform/win32.h"
 #include "traced.h"
 
-#include <gtest/gtest.h>
-
-#include <map>
-
 #include <sys/mount.h>
 
 namespace dm {
 namespace {
 
-using test::failureOf;
-using test::readFile;
-using test::Scratch;
+using namespace test;
 
 const std::string cannotSave = "cannot save settings";
 const std::string cannotCommit = "cannot commit settings";
@@ -26,17 +20,11 @@ std::string failureOfSave(const std::string &path, std::string_view content = "n
     return failureOf([&] { atomicSave(platform::drivePath(path), content); });
 }
 
-/// In a process that was started anew, since the base folders are looked up once in a process.
 void withDataHome(const std::string &path, const std::function<void()> &body) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            setenv("XDG_DATA_HOME", path.c_str(), 1);
-            body();
-            std::fflush(nullptr);
-            _exit(testing::Test::HasFailure() ? 1 : 0);
-        },
-        testing::ExitedWithCode(0), "");
+    inNewProcess([&] {
+        setenv("XDG_DATA_HOME", path.c_str(), 1);
+        body();
+    });
 }
 
 TEST(DataFolder, IsMadeForThisUserAloneWithAllAboveIt) {
@@ -45,8 +33,8 @@ TEST(DataFolder, IsMadeForThisUserAloneWithAllAboveIt) {
         for (int round = 0; round < 2; ++round) {
             EXPECT_EQ(dataFolder(), platform::drivePath(base + "/where/Dustmere"));
             for (const char *made : {"", "/where", "/where/Dustmere"})
-                EXPECT_EQ(std::filesystem::status(base + made).permissions(), std::filesystem::perms::owner_all);
-            std::filesystem::remove_all(base); // nothing is remembered of it
+                EXPECT_EQ(fs::status(base + made).permissions(), fs::perms::owner_all);
+            fs::remove_all(base); // nothing is remembered of it
         }
     });
 }
@@ -71,32 +59,23 @@ TEST(AtomicSave, ReplacesTheWholeFile) {
 /// What stands in the way stays, and so does the old file.
 TEST(AtomicSave, ToldFailuresKeepEverything) {
     const struct {
+        const char *commands; ///< in the folder with the old file
         const char *path;
-        std::function<void(const Scratch &)> prepare;
         std::string failure;
     } cases[] = {
-        {"missing/state", [](const Scratch &) {}, cannotSave},
-        {"state/below", [](const Scratch &) {}, cannotSave},
-        {"state", [](const Scratch &scratch) { scratch.folder("state.new"); }, cannotSave},
-        {"state", [](const Scratch &scratch) { scratch.link("state.new", "state"); }, cannotSave},
-        {"state", [](const Scratch &scratch) { mkfifo(scratch.path("state.new").c_str(), S_IRWXU); }, cannotSave},
-        {"folder", [](const Scratch &scratch) { scratch.folder("folder"); }, cannotCommit},
-        {"link", [](const Scratch &scratch) { scratch.link("link", "state"); }, cannotCommit},
-        {"state", [](const Scratch &scratch) { scratch.setMode("state", S_IRUSR); }, cannotCommit},
+        {":", "missing/state", cannotSave},         {":", "state/below", cannotSave},
+        {"mkdir state.new", "state", cannotSave},   {"ln -s state state.new", "state", cannotSave},
+        {"mkfifo state.new", "state", cannotSave},  {"mkdir folder", "folder", cannotCommit},
+        {"ln -s state link", "link", cannotCommit}, {"chmod 400 state", "state", cannotCommit},
     };
-    for (const auto &[path, prepare, failure] : cases) {
+    for (const auto &[commands, path, failure] : cases) {
+        SCOPED_TRACE(commands);
         const Scratch scratch;
         scratch.file("state", "old");
-        prepare(scratch);
-        const auto all = [&] {
-            std::map<std::string, std::string> found;
-            for (const auto &entry : std::filesystem::directory_iterator(scratch.path()))
-                found[entry.path()] = entry.is_regular_file() ? readFile(entry.path()) : "";
-            return found;
-        };
-        const auto before = all();
-        EXPECT_EQ(failureOfSave(scratch.path(path)), failure) << path;
-        EXPECT_EQ(all(), before) << path;
+        ASSERT_TRUE(runIn(scratch.path(), commands));
+        const Tree before = treeOf(scratch.path());
+        EXPECT_EQ(failureOfSave(scratch.path(path)), failure);
+        EXPECT_EQ(treeOf(scratch.path()), before);
     }
 }
 
@@ -115,27 +94,27 @@ TEST(AtomicSave, FilesThatSomebodyHasAloneStayAsTheyAre) {
 }
 
 TEST(AtomicSave, WhatIsNotThisUsersStays) {
-    test::runAsOrdinaryUser(
+    runAsOrdinaryUser(
         [&](const std::string &shared) {
             for (const std::string folder : {"/closed", "/side", "/state"})
                 EXPECT_EQ(failureOfSave(shared + folder + "/state"), folder == "/state" ? cannotCommit : cannotSave);
             for (const char *file : {"/closed/state", "/side/state.new", "/state/state"})
                 EXPECT_EQ(readFile(shared + file), "theirs");
-            EXPECT_FALSE(std::filesystem::exists(shared + "/state/state.new"));
+            EXPECT_FALSE(fs::exists(shared + "/state/state.new"));
         },
         [](const std::string &shared) {
             for (const std::string file : {"/closed/state", "/side/state.new", "/state/state"}) {
-                const std::filesystem::path path = shared + file;
-                std::filesystem::create_directory(path.parent_path());
-                test::writeFile(path, "theirs");
-                const uid_t owner = file.starts_with("/closed") ? 0 : test::detail::ordinaryUser;
-                test::require(chmod(path.c_str(), 0644) == 0 && chown(path.parent_path().c_str(), owner, 0) == 0, file);
+                const fs::path path = shared + file;
+                fs::create_directory(path.parent_path());
+                makeFile(path, "theirs");
+                const uid_t owner = file.starts_with("/closed") ? 0 : detail::ordinaryUser;
+                require(chmod(path.c_str(), 0644) == 0 && chown(path.parent_path().c_str(), owner, 0) == 0, file);
             }
         });
 }
 
 TEST(AtomicSave, FullDiskKeepsTheOldFile) {
-    test::runIsolated(test::Isolation::ProcessesAndPlaces, [] {
+    runIsolated(Isolation::ProcessesAndPlaces, [] {
         ASSERT_EQ(mkdir("/tmp/disk", S_IRWXU), 0);
         ASSERT_EQ(mount("tmpfs", "/tmp/disk", "tmpfs", MS_NOSUID, "size=64k,mode=700"), 0);
         platform::refreshVolumes();
@@ -143,7 +122,7 @@ TEST(AtomicSave, FullDiskKeepsTheOldFile) {
         for (const std::size_t size : {40'000U, 1'000'000U}) {
             EXPECT_EQ(failureOfSave("/tmp/disk/state", std::string(size, 'n')), cannotCommit) << size;
             EXPECT_EQ(readFile("/tmp/disk/state"), std::string(30'000, 'o'));
-            EXPECT_FALSE(std::filesystem::exists("/tmp/disk/state.new"));
+            EXPECT_FALSE(fs::exists("/tmp/disk/state.new"));
         }
         EXPECT_EQ(failureOfSave("/tmp/disk/state", std::string(30'000, 'n')), "");
     });
@@ -151,7 +130,7 @@ TEST(AtomicSave, FullDiskKeepsTheOldFile) {
 
 TEST(AtomicSave, DiskHasTheContentBeforeTheNameAndTheNameBeforeTheEnd) {
     const Scratch scratch;
-    test::TracedProcess process([&] { atomicSave(scratch.wide("state"), "new"); });
+    TracedProcess process([&] { atomicSave(scratch.wide("state"), "new"); });
     const std::map<long, char> told = {{SYS_write, 'w'}, {SYS_fsync, 'f'}, {SYS_renameat, 'r'}, {SYS_renameat2, 'r'}};
     std::string calls;
     while (process.step())
@@ -171,16 +150,16 @@ const std::string secondContent(9000, 'b');
 /// before every one in turn; then the first goes on.
 TEST(AtomicSave, TwoProcessesLeaveTheWholeFileOfOneOfThem) {
     // Some thousand saves, which a disk would take minutes to flush.
-    const Scratch scratch(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : std::filesystem::temp_directory_path());
+    const Scratch scratch(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : fs::temp_directory_path());
     const WString path = scratch.wide("state");
     bool firstEnded = false;
     for (int moment = 0; !firstEnded; ++moment) {
         bool secondEnded = false;
         for (int killed = 0; !secondEnded; ++killed) {
             atomicSave(path, oldContent);
-            test::TracedProcess first([&] { atomicSave(path, firstContent); });
+            TracedProcess first([&] { atomicSave(path, firstContent); });
             firstEnded = !first.steps(2 * moment + 1);
-            test::TracedProcess second([&] { atomicSave(path, secondContent); });
+            TracedProcess second([&] { atomicSave(path, secondContent); });
             // One that waits for the first would go on doing that for as long as the first is stopped.
             secondEnded = !second.steps(2 * killed + 1) || second.call() == SYS_clock_nanosleep;
             second.endByKill();

@@ -2,13 +2,9 @@
 
 #include "data/encoding.h"
 
-#include <gtest/gtest.h>
+#include "files.h"
 
-#include <cstdint>
 #include <limits>
-#include <string>
-#include <utility>
-#include <vector>
 
 using namespace dm;
 
@@ -148,45 +144,42 @@ TEST(HistoryLegacy, AnythingElseIsDeclined) {
                           sentence.event.detail == W(" junction: 5") && damaged.starts_with(spelling.substr(0, 5)))
                     << wideToUtf8(damaged);
 
-    const WString declined[] = {
-        W(""),
-        W(" "),
-        W("x"),
-        W("scan: 12 files, 3.3 MB. Scan complete · Skipped: 3 · Errors: 4"),
-        W("Scan: 12 files; 3.3 MB. Scan complete · Skipped: 3 · Errors: 4"),
-        W("Scan: 12 files, 3.3 MB. Scan complete, Skipped: 3 · Errors: 4"),
-        W("Scan: 12 files, 3.3 MB. Scan complete"),
-        W("Scan: 12 Dateien, 3.3 MB. Scan complete · Skipped: 3 · Errors: 4"),
-        W("Scan: 12 files, 3.3 MB. Scan complete · skipped: 3 · errors: 4"),
-        W("Scan: 12 files, 3.3 MB. Scan complete · Skipped: 3 · ERRORS: 4"),
-        W("Scan: 12 files, 3.3 MB.\nScan complete · Skipped: 3 · Errors: 4"),
-        W("Search complete · Files found: 7 · files in use or inaccessible: 1 · Errors: 2"),
-        W("Cleanup complete.\nDeleted: 17 files; 1.5 KB.\nSkipped: 0. Errors: 2.\nScan again to update the list."),
-        W("Cleanup complete.\nDeleted: 17 files; 1.5 KB.\nSkipped: 0. Errors: 2.\n \nScan again to update the list."),
-        W("Cleanup complete.\nDeleted: 17 files; 1.5 KB.\rSkipped: 0. Errors: 2.\n\nScan again to update the list."),
-        W("Self-test failed"),
-        W("Self-test failed: "),
-        W("Self-test passed: x"),
-        W("Self-test \rpassed"),
-        W("Start scan"),
-        W("files"),
-        W("Scan the files."),
-        W("The scan could not finish.\n"),
-        W("\nRecycle Bin emptied."),
-        W("Ask Chrome, Edge and Firefox to close?\nSave forms and unfinished work. Browsers are not forcibly "
-          "terminated."),
-        W("The scan could not finish. []"),
-        W("The scan could not finish. [a b]"),
-        W("The scan could not finish. [é]"),
-        W("The scan could not finish.  [a]"),
-        W("The scan could not finish.[a]"),
-        W("The scan could not finish. [a] [b]"),
-        W("The scan could not finish. [a"),
-        W("Start scan [a]"),
-        WString(W("Cleanup complete. [")) + WString(66, W('x')) + W("]"),
-    };
-    for (const WString &text : declined)
-        EXPECT_FALSE(isRecognized(text)) << wideToUtf8(text);
+    const char *const cleanup = "Cleanup complete.\nDeleted: 17 files; 1.5 KB.";
+    std::vector<std::string> declined = test::linesOf(R"(
+
+scan: 12 files, 3.3 MB. Scan complete · Skipped: 3 · Errors: 4
+Scan: 12 files; 3.3 MB. Scan complete · Skipped: 3 · Errors: 4
+Scan: 12 files, 3.3 MB. Scan complete, Skipped: 3 · Errors: 4
+Scan: 12 files, 3.3 MB. Scan complete
+Scan: 12 Dateien, 3.3 MB. Scan complete · Skipped: 3 · Errors: 4
+Scan: 12 files, 3.3 MB. Scan complete · skipped: 3 · errors: 4
+Scan: 12 files, 3.3 MB. Scan complete · Skipped: 3 · ERRORS: 4
+Search complete · Files found: 7 · files in use or inaccessible: 1 · Errors: 2
+Self-test failed
+Self-test passed: x
+Start scan
+files
+Scan the files.
+The scan could not finish. []
+The scan could not finish. [a b]
+The scan could not finish. [é]
+The scan could not finish.  [a]
+The scan could not finish.[a]
+The scan could not finish. [a] [b]
+The scan could not finish. [a
+Start scan [a]
+)");
+    for (const std::string &text :
+         {std::string(" "), std::string("Self-test failed: "), std::string("Self-test \rpassed"),
+          std::string("The scan could not finish.\n"), std::string("\nRecycle Bin emptied."),
+          std::string("Scan: 12 files, 3.3 MB.\nScan complete · Skipped: 3 · Errors: 4"),
+          cleanup + std::string("\nSkipped: 0. Errors: 2.\nScan again to update the list."),
+          cleanup + std::string("\nSkipped: 0. Errors: 2.\n \nScan again to update the list."),
+          cleanup + std::string("\rSkipped: 0. Errors: 2.\n\nScan again to update the list."),
+          "Cleanup complete. [" + std::string(66, 'x') + ']'})
+        declined.push_back(text);
+    for (const std::string &text : declined)
+        EXPECT_FALSE(isRecognized(utf8ToWide(text))) << text;
 
     // With a carriage return too, which counts.
     const WString reason = W("Self-test failed: \r\n");
@@ -231,39 +224,40 @@ TEST(HistoryLegacy, NumbersFitOrAreDeclined) {
 }
 
 TEST(HistoryLegacy, TimeStampsAreRealTimes) {
-    const std::pair<WString, std::size_t> stamps[] = {
-        {W("2024-02-29 23:59:59 "), 20},
-        {W("2000-02-29 00:00:00\t \tx"), 22},
-        {W("0001-01-01 00:00:00 \n"), 20},
-        {W("9999-12-31 00:00:00  2024"), 21},
+    const std::pair<const char *, std::size_t> stamps[] = {
+        {"2024-02-29 23:59:59 ", 20},
+        {"2000-02-29 00:00:00\t \tx", 22},
+        {"0001-01-01 00:00:00 \n", 20},
+        {"9999-12-31 00:00:00  2024", 21},
     };
     for (const auto &[text, end] : stamps) {
         std::size_t position = 0;
-        EXPECT_TRUE(parseLegacyTimestamp(text, position)) << wideToUtf8(text);
-        EXPECT_EQ(position, end) << wideToUtf8(text);
+        EXPECT_TRUE(parseLegacyTimestamp(utf8ToWide(text), position)) << text;
+        EXPECT_EQ(position, end) << text;
     }
-    for (const WChar *text : {W(""),
-                              W("2024-02-29 23:59:59"),
-                              W("2024-02-29 23:59:59x"),
-                              W("2024-02-29 23:59:59\n"),
-                              W("2023-02-29 23:59:59 "),
-                              W("1900-02-29 23:59:59 "),
-                              W("2024-04-31 23:59:59 "),
-                              W("2024-00-01 23:59:59 "),
-                              W("2024-13-01 23:59:59 "),
-                              W("2024-01-00 23:59:59 "),
-                              W("2024-01-32 23:59:59 "),
-                              W("0000-01-01 23:59:59 "),
-                              W("2024-01-01 24:00:00 "),
-                              W("2024-01-01 23:60:00 "),
-                              W("2024-01-01 23:59:60 "),
-                              W("2024-01-01T23:59:59 "),
-                              W("2024/01/01 23:59:59 "),
-                              W(" 2024-01-01 23:59:59 "),
-                              W("٢٠٢٤-01-01 23:59:59 "),
-                              W("2024-1-01 23:59:590 ")}) {
+    std::vector<std::string> refused = {"", "2024-02-29 23:59:59", "2024-02-29 23:59:59x", "2024-02-29 23:59:59\n"};
+    for (const std::string &text : test::linesOf(R"(
+2023-02-29 23:59:59
+1900-02-29 23:59:59
+2024-04-31 23:59:59
+2024-00-01 23:59:59
+2024-13-01 23:59:59
+2024-01-00 23:59:59
+2024-01-32 23:59:59
+0000-01-01 23:59:59
+2024-01-01 24:00:00
+2024-01-01 23:60:00
+2024-01-01 23:59:60
+2024-01-01T23:59:59
+2024/01/01 23:59:59
+ 2024-01-01 23:59:59
+٢٠٢٤-01-01 23:59:59
+2024-1-01 23:59:590
+)"))
+        refused.push_back(text + ' ');
+    for (const std::string &text : refused) {
         std::size_t position = 42;
-        EXPECT_FALSE(parseLegacyTimestamp(text, position)) << wideToUtf8(text);
+        EXPECT_FALSE(parseLegacyTimestamp(utf8ToWide(text), position)) << text;
         EXPECT_EQ(position, 42u);
     }
 }

@@ -212,23 +212,5 @@ TEST(Http, CancelledBeforeItBegins) {
     EXPECT_EQ(lookups(), before);
 }
 
-TEST(Http, SurvivesManyCancellations) {
-    ApiServer server;
-    server.script({"tls", "read", send(answer("200 OK", "x"))});
-    std::atomic<bool> cancelled = false;
-    for (int round = 0; round < 300; ++round) {
-        std::thread cancelling([&] {
-            for (int turn = 0; turn < round * 7 % 50; ++turn)
-                std::this_thread::yield();
-            cancelled = true;
-        });
-        const std::string what = outcome(&cancelled);
-        EXPECT_TRUE(what == "answer x" || what == "request cancelled") << what;
-        cancelling.join();
-        cancelled = false;
-    }
-    EXPECT_EQ(outcome(), "answer x");
-}
-
 } // namespace
 } // namespace dm

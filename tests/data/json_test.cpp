@@ -1,34 +1,18 @@
 #include "data/json.h"
 
-#include <gtest/gtest.h>
+#include "files.h"
 
-#include <cstdint>
 #include <limits>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 using namespace dm;
 using namespace std::string_literals;
 
 namespace {
 
-const std::string accepted = "accepted";
-
-/// The message of what the action throws, or "accepted".
-template <typename Action>
-std::string outcomeOf(Action action) {
-    try {
-        action();
-    } catch (const std::runtime_error &error) {
-        return error.what();
-    }
-    return accepted;
-}
+const std::string accepted;
 
 std::string outcomeOfParse(const std::string &document) {
-    return outcomeOf([&] { parseJson(document); });
+    return test::failureOf([&] { parseJson(document); });
 }
 
 std::string nested(int brackets, const std::string &inside) {
@@ -144,35 +128,22 @@ TEST(Json, IntegersAreExactOrRefused) {
         EXPECT_EQ(jsonInteger(parseJson(document)), integer) << document;
 
     for (const char *document : {"1.0", "10.0", "1e2", "1E2", "\"1\"", "true", "null", "[1]", "{}"})
-        EXPECT_EQ(outcomeOf([&] { jsonInteger(parseJson(document)); }), "JSON integer expected") << document;
-    for (const char *document : {"9223372036854775808", "-9223372036854775809", "99999999999999999999999"}) {
-        try {
-            jsonInteger(parseJson(document));
-            ADD_FAILURE() << document;
-        } catch (const std::out_of_range &error) {
-            EXPECT_STREQ(error.what(), "stoll") << document;
-        }
-    }
-
-    EXPECT_EQ(outcomeOf([] { jsonInteger(handMade(JsonKind::Number, "12x")); }), "JSON integer");
-    EXPECT_EQ(outcomeOf([] { jsonInteger(handMade(JsonKind::Number, "12\0"s)); }), "JSON integer");
-    for (const char *text : {"", "-", "x"}) {
-        try {
-            jsonInteger(handMade(JsonKind::Number, text));
-            ADD_FAILURE() << text;
-        } catch (const std::invalid_argument &error) {
-            EXPECT_STREQ(error.what(), "stoll") << text;
-        }
-    }
+        EXPECT_EQ(test::failureOf([&] { jsonInteger(parseJson(document)); }), "JSON integer expected") << document;
+    for (const char *document : {"9223372036854775808", "-9223372036854775809", "99999999999999999999999"})
+        EXPECT_THROW(jsonInteger(parseJson(document)), std::out_of_range) << document;
+    for (const std::string &text : {"12x"s, "12\0"s})
+        EXPECT_EQ(test::failureOf([&] { jsonInteger(handMade(JsonKind::Number, text)); }), "JSON integer");
+    for (const char *text : {"", "-", "x"})
+        EXPECT_THROW(jsonInteger(handMade(JsonKind::Number, text)), std::invalid_argument) << text;
 }
 
 TEST(Json, AccessorsRefuseOrFallBackOnTheWrongKind) {
     const JsonValue value = parseJson(R"({"yes":true,"no":false,"text":"true","empty":"","number":1,"none":null})");
-    EXPECT_EQ(outcomeOf([&] { jsonField(value, "absent"); }), "missing JSON field");
-    EXPECT_EQ(outcomeOf([&] { jsonField(value, "YES"); }), "missing JSON field");
-    EXPECT_EQ(outcomeOf([] { jsonField(parseJson("[1]"), "a"); }), "missing JSON field");
+    EXPECT_EQ(test::failureOf([&] { jsonField(value, "absent"); }), "missing JSON field");
+    EXPECT_EQ(test::failureOf([&] { jsonField(value, "YES"); }), "missing JSON field");
+    EXPECT_EQ(test::failureOf([] { jsonField(parseJson("[1]"), "a"); }), "missing JSON field");
     for (const char *key : {"yes", "number", "none"})
-        EXPECT_EQ(outcomeOf([&] { jsonString(jsonField(value, key)); }), "JSON string expected") << key;
+        EXPECT_EQ(test::failureOf([&] { jsonString(jsonField(value, key)); }), "JSON string expected") << key;
 
     for (const bool fallback : {false, true}) {
         EXPECT_TRUE(jsonBoolOr(value, "yes", fallback));

@@ -324,8 +324,8 @@ def what_is_missing():
     return ""
 
 
-def run():
-    """Runs the tests of the file that was started, or ends with the code for "skipped", saying why."""
+def enter():
+    """Starts the running script anew on a desktop of its own, or ends with the code for "skipped", saying why."""
     reason = what_is_missing()
     # The first process of new namespaces is one that this very function has started there.
     outside = os.environ.get("DUSTMERE_E2E_OUTSIDE")
@@ -344,4 +344,9 @@ def run():
         sys.exit(SKIPPED)
     enter_private_places()
     start_desktop()
+
+
+def run():
+    """Runs the tests of the file that was started, there."""
+    enter()
     unittest.main(argv=sys.argv[:1] + sys.argv[2:], testRunner=unittest.TextTestRunner(resultclass=PicturesOfFailures))

@@ -1,54 +1,20 @@
 #include "engine/browsers.h"
 
 #include "core/handles.h"
-#include "namespaces.h"
+#include "empty_machine.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <memory>
-#include <set>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include <fcntl.h>
-#include <sys/mount.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <xcb/xcb.h>
 
 namespace {
 
 using namespace dm;
 using namespace dm::test;
-namespace fs = std::filesystem;
 using Names = std::vector<WString>;
-
-/// Starts a process that executes `prepare`, or another program from there, and waits until it has done so. It ends
-/// with the namespace at the latest.
-pid_t startProcess(const std::function<void()> &prepare) {
-    int ready[2];
-    EXPECT_EQ(pipe2(ready, O_CLOEXEC), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        prepare();
-        close(ready[0]);
-        close(ready[1]);
-        for (;;)
-            pause();
-    }
-    close(ready[1]);
-    char nothing;
-    EXPECT_EQ(read(ready[0], &nothing, 1), 0); // closed by the execution of a program or by hand
-    close(ready[0]);
-    return child;
-}
 
 /// In the private /tmp.
 fs::path makeProgram(const std::string &name) {
@@ -72,51 +38,38 @@ pid_t startSecretive(const char *commandName) {
     });
 }
 
-void endProcess(pid_t process) {
-    kill(process, SIGKILL);
-    EXPECT_EQ(waitpid(process, nullptr, 0), process);
-}
-
 /// Waits until a child has ended without taking notice of it, so that it stays as a zombie.
 void awaitZombie(pid_t process) {
     siginfo_t info;
     EXPECT_EQ(waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WNOWAIT), 0);
 }
 
-struct NameCase {
-    const char *program;
-    const WChar *shown; ///< null for no browser
-};
-
-Names expected(const NameCase &nameCase) {
-    return nameCase.shown == nullptr ? Names{} : Names{nameCase.shown};
+/// Starts a process of each name in turn; the shown name, or null for no browser.
+void expectNames(const std::vector<std::pair<const char *, const WChar *>> &cases, pid_t (*start)(const char *name)) {
+    ASSERT_TRUE(becomeOrdinaryUser());
+    for (const auto &[name, shown] : cases) {
+        const pid_t process = start(name);
+        EXPECT_EQ(runningBrowserNames(), shown == nullptr ? Names{} : Names{shown}) << name;
+        endProcess(process);
+        EXPECT_EQ(runningBrowserNames(), Names{}) << name;
+    }
 }
 
 TEST(Browsers, AreKnownByTheirExecutables) {
     runIsolated(Isolation::ProcessesAndPlaces, [] {
-        const NameCase cases[] = {
-            {"chrome", W("Google Chrome")},
-            {"CHROME.EXE", W("Google Chrome")},
-            {"Chromium", W("Google Chrome")},
-            {"chromium-browser", W("Google Chrome")},
-            {"google-chrome-unstable", W("Google Chrome")},
-            {"msedge", W("Microsoft Edge")},
-            {"microsoft-edge-dev", W("Microsoft Edge")},
-            {"firefox", W("Mozilla Firefox")},
-            {"firefox-esr", W("Mozilla Firefox")},
-            {"Firefox-Bin", W("Mozilla Firefox")},
-            {"chromedriver", nullptr},
-            {"firefoxx", nullptr},
-            {"google-chrome-s", nullptr},
-            {"a\xFF: chrome", nullptr},
-        };
-        ASSERT_TRUE(becomeOrdinaryUser());
-        for (const NameCase &nameCase : cases) {
-            const pid_t process = startProgram(makeProgram(nameCase.program));
-            EXPECT_EQ(runningBrowserNames(), expected(nameCase)) << nameCase.program;
-            endProcess(process);
-            EXPECT_EQ(runningBrowserNames(), Names{}) << nameCase.program;
-        }
+        expectNames({{"CHROME.EXE", W("Google Chrome")},
+                     {"Chromium", W("Google Chrome")},
+                     {"chromium-browser", W("Google Chrome")},
+                     {"google-chrome-unstable", W("Google Chrome")},
+                     {"msedge", W("Microsoft Edge")},
+                     {"microsoft-edge-dev", W("Microsoft Edge")},
+                     {"firefox-esr", W("Mozilla Firefox")},
+                     {"Firefox-Bin", W("Mozilla Firefox")},
+                     {"chromedriver", nullptr},
+                     {"firefoxx", nullptr},
+                     {"google-chrome-s", nullptr},
+                     {"a\xFF: chrome", nullptr}},
+                    [](const char *name) { return startProgram(makeProgram(name)); });
     });
 }
 
@@ -154,22 +107,15 @@ TEST(Browsers, CountWhileTheirUpgradedExecutableRuns) {
 
 TEST(Browsers, CountWhenOnlyTheirCommandNameShows) {
     runIsolated(Isolation::Processes, [] {
-        const NameCase cases[] = {
-            {"chrome", W("Google Chrome")},
-            {"chromium-browser", W("Google Chrome")}, // the kernel cuts the last letter
-            {"microsoft-edge-beta", W("Microsoft Edge")},
-            {"FIREFOX.EXE", W("Mozilla Firefox")},
-            {"chromium-brows", nullptr},
-            {"Web Content", nullptr},
-            {"a/b", nullptr},
-            {"", nullptr},
-        };
-        ASSERT_TRUE(becomeOrdinaryUser());
-        for (const NameCase &nameCase : cases) {
-            const pid_t process = startSecretive(nameCase.program);
-            EXPECT_EQ(runningBrowserNames(), expected(nameCase)) << nameCase.program;
-            endProcess(process);
-        }
+        expectNames({{"chrome", W("Google Chrome")},
+                     {"chromium-browser", W("Google Chrome")}, // the kernel cuts the last letter
+                     {"microsoft-edge-beta", W("Microsoft Edge")},
+                     {"FIREFOX.EXE", W("Mozilla Firefox")},
+                     {"chromium-brows", nullptr},
+                     {"Web Content", nullptr},
+                     {"a/b", nullptr},
+                     {"", nullptr}},
+                    startSecretive);
     });
 }
 

@@ -1,25 +1,18 @@
 #include "engine/cleaner.h"
 
 #include "as_user.h"
+#include "empty_machine.h"
 #include "engine/scanner.h"
-#include "scratch.h"
+#include "files.h"
 
-#include <gtest/gtest.h>
+#include <set>
 
-#include <functional>
-
-#include <csignal>
 #include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 
 namespace dm {
 namespace {
 
-using test::require;
-using test::runAsOrdinaryUser;
-using test::Scratch;
-using namespace std::chrono_literals;
+using namespace test;
 
 const std::atomic<bool> goOn = false;
 
@@ -83,116 +76,39 @@ TEST(Cleaner, TheScannedFileIsDeletedAndNothingElse) {
 
 TEST(Cleaner, WhatChangedSinceTheScanIsKept) {
     const struct {
-        const char *name;
-        void (*change)(const Scratch &scratch);
+        const char *commands; ///< with $f for the file
         Counts expected;
         std::string survivor = "root/folder/file";
     } table[] = {
-        {"grown, with its old time",
-         [](const Scratch &scratch) {
-             const timespec time = scratch.writeTime("root/folder/file");
-             scratch.file("root/folder/file", "old content and more");
-             scratch.setWriteTime("root/folder/file", time);
-         },
-         keptOne},
-        {"one tick younger",
-         [](const Scratch &scratch) {
-             timespec time = scratch.writeTime("root/folder/file");
-             time.tv_nsec += time.tv_nsec < 999'999'900 ? 100 : -100;
-             scratch.setWriteTime("root/folder/file", time);
-         },
-         keptOne},
-        {"re-dated young", [](const Scratch &scratch) { scratch.setAge("root/folder/file", 1h); }, keptOne},
-        {"replaced by a file of the same size and time",
-         [](const Scratch &scratch) {
-             scratch.file("root/folder/new", "new content");
-             scratch.setWriteTime("root/folder/new", scratch.writeTime("root/folder/file"));
-             scratch.rename("root/folder/new", "root/folder/file");
-         },
-         keptOne},
-        {"removed and made anew",
-         [](const Scratch &scratch) {
-             const timespec time = scratch.writeTime("root/folder/file");
-             std::filesystem::remove(scratch.path("root/folder/file"));
-             scratch.file("root/folder/file", "new content");
-             scratch.setWriteTime("root/folder/file", time);
-         },
-         keptOne},
-        {"a second name", [](const Scratch &scratch) { scratch.hardLink("elsewhere", "root/folder/file"); }, keptOne},
-        {"read-only", [](const Scratch &scratch) { scratch.setMode("root/folder/file", 0400); }, keptOne},
-        {"gone", [](const Scratch &scratch) { scratch.rename("root/folder/file", "elsewhere"); }, keptOne, "elsewhere"},
-        {"replaced by a link to itself",
-         [](const Scratch &scratch) {
-             scratch.rename("root/folder/file", "root/folder/moved");
-             scratch.link("root/folder/file", "moved");
-         },
-         keptOne, "root/folder/moved"},
-        {"replaced by a folder",
-         [](const Scratch &scratch) {
-             scratch.rename("root/folder/file", "elsewhere");
-             scratch.folder("root/folder/file");
-         },
-         keptOne, "elsewhere"},
-        {"its folder gone", [](const Scratch &scratch) { scratch.rename("root/folder", "elsewhere"); }, keptOne,
-         "elsewhere/file"},
-        {"its folder replaced by a link to it",
-         [](const Scratch &scratch) {
-             scratch.rename("root/folder", "elsewhere");
-             scratch.link("root/folder", scratch.path("elsewhere"));
-         },
-         failedOne, "elsewhere/file"},
-        {"its root replaced by a link to it",
-         [](const Scratch &scratch) {
-             scratch.rename("root", "elsewhere");
-             scratch.link("root", scratch.path("elsewhere"));
-         },
-         failedOne, "elsewhere/folder/file"},
-        {"its root made anew around it",
-         [](const Scratch &scratch) {
-             scratch.rename("root", "elsewhere");
-             scratch.folder("root");
-             scratch.rename("elsewhere/folder", "root/folder");
-         },
-         keptOne},
+        {"cp -p $f old; echo >> $f; touch -r old $f", keptOne},
+        {"touch -d '1 hour ago' $f", keptOne},
+        {"echo new content > new; truncate -s 11 new; touch -r $f new; mv new $f", keptOne},
+        {"cp -p $f old; rm $f; cp -p old $f", keptOne},
+        {"ln $f elsewhere", keptOne},
+        {"chmod 400 $f", keptOne},
+        {"mv $f elsewhere", keptOne, "elsewhere"},
+        {"mv $f root/folder/moved; ln -s moved $f", keptOne, "root/folder/moved"},
+        {"mv $f elsewhere; mkdir $f", keptOne, "elsewhere"},
+        {"mv root/folder elsewhere", keptOne, "elsewhere/file"},
+        {"mv root/folder elsewhere; ln -s ../elsewhere root/folder", failedOne, "elsewhere/file"},
+        {"mv root elsewhere; ln -s elsewhere root", failedOne, "elsewhere/folder/file"},
+        {"mv root elsewhere; mkdir root; mv elsewhere/folder root", keptOne},
+        // As it was again. Which folder it lies in is told by the path alone: only root and file have an identity.
+        {"ln $f other; rm other", deletedOne},
+        {"mv root moved; mv moved root", deletedOne},
+        {"mv $f moved; mv moved $f", deletedOne},
+        {"mv root/folder moved; mkdir root/folder; mv moved/file $f", deletedOne},
     };
-    for (const auto &row : table) {
+    for (const auto &[commands, expected, survivor] : table) {
+        SCOPED_TRACE(commands);
         for (const bool skipLockedFiles : {true, false}) {
             const Scanned scanned;
-            row.change(scanned.scratch);
-            const std::string content = scanned.scratch.read(row.survivor);
-            EXPECT_EQ(countsOf(scanned.clean({skipLockedFiles})), row.expected) << row.name;
-            EXPECT_TRUE(scanned.scratch.exists(row.survivor)) << row.name;
-            EXPECT_EQ(scanned.scratch.read(row.survivor), content) << row.name;
+            ASSERT_TRUE(runIn(scanned.scratch.path(), std::string("f=root/folder/file; ") + commands));
+            const std::string content = scanned.scratch.read(survivor);
+            EXPECT_EQ(countsOf(scanned.clean({skipLockedFiles})), expected);
+            EXPECT_EQ(scanned.scratch.exists(survivor), expected.deleted == 0);
+            EXPECT_EQ(scanned.scratch.read(survivor), expected.deleted == 0 ? content : "");
         }
-    }
-}
-
-TEST(Cleaner, WhatIsAsItWasAgainIsDeleted) {
-    void (*const detours[])(const Scratch &scratch) = {
-        [](const Scratch &scratch) {
-            scratch.hardLink("other", "root/folder/file");
-            std::filesystem::remove(scratch.path("other"));
-        },
-        [](const Scratch &scratch) {
-            scratch.rename("root", "moved");
-            scratch.rename("moved", "root");
-        },
-        [](const Scratch &scratch) {
-            scratch.rename("root/folder/file", "moved");
-            scratch.rename("moved", "root/folder/file");
-        },
-        // Which folder it lies in is told by the path alone: only root and file are known by identity.
-        [](const Scratch &scratch) {
-            scratch.rename("root/folder", "moved");
-            scratch.folder("root/folder");
-            scratch.rename("moved/file", "root/folder/file");
-        },
-    };
-    for (std::size_t row = 0; row < std::size(detours); ++row) {
-        const Scanned scanned;
-        detours[row](scanned.scratch);
-        EXPECT_EQ(countsOf(scanned.clean()), deletedOne) << "row " << row;
-        EXPECT_FALSE(scanned.fileExists()) << "row " << row;
     }
 }
 
@@ -229,11 +145,10 @@ TEST(Cleaner, AnEntryOrRootThatDoesNotFitIsRefused) {
 
 TEST(Cleaner, TheAgeOfTheMomentCountsWhereItIsEnforced) {
     Scanned scanned;
-    scanned.scratch.setAge("root/folder/file", 1h);
+    const std::int64_t anHourAgo = std::time(nullptr) - 3600;
+    ASSERT_TRUE(runIn(scanned.scratch.path("root/folder"), "touch -d @" + std::to_string(anHourAgo) + " file"));
     // An entry that fits the young file in everything.
-    const std::uint64_t epoch = 11'644'473'600;
-    const timespec time = scanned.scratch.writeTime("root/folder/file");
-    scanned.entry.lastWriteTime = (epoch + time.tv_sec) * 10'000'000 + time.tv_nsec / 100;
+    scanned.entry.lastWriteTime = (11'644'473'600 + anHourAgo) * 10'000'000;
     EXPECT_EQ(countsOf(scanned.clean({}, true)), keptOne);
     EXPECT_TRUE(scanned.fileExists());
     EXPECT_EQ(countsOf(scanned.clean({}, false)), deletedOne);
@@ -249,37 +164,6 @@ TEST(Cleaner, ARaisedFlagCancelsBeforeAnythingIsDone) {
     EXPECT_EQ(countsOf(result), cancelledOne);
     EXPECT_TRUE(scanned.fileExists());
 }
-
-// Another process that has a file in use until it is let go.
-class Holder {
-public:
-    Holder(const std::string &path, void (*hold)(const char *path)) {
-        int ready[2];
-        require(pipe2(ready, O_CLOEXEC) == 0, "pipe");
-        child_ = fork();
-        if (child_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            hold(path.c_str());
-            close(ready[1]);
-            for (;;)
-                pause();
-        }
-        close(ready[1]);
-        char byte;
-        const ssize_t end = read(ready[0], &byte, 1);
-        close(ready[0]);
-        require(child_ > 0 && end == 0, "holder");
-    }
-    Holder(const Holder &) = delete;
-    Holder &operator=(const Holder &) = delete;
-    ~Holder() {
-        kill(child_, SIGKILL);
-        waitpid(child_, nullptr, 0);
-    }
-
-private:
-    pid_t child_ = -1;
-};
 
 void holdMapped(const char *path, int flags, int protection, int sharing) {
     const int file = open(path, flags);
@@ -300,10 +184,12 @@ TEST(Cleaner, AFileInUseByAnotherProcessIsKeptUnderBothPolicies) {
     for (const auto &[name, hold] : table) {
         const Scanned scanned;
         {
-            const Holder holder(scanned.scratch.path("root/folder/file"), hold);
+            const std::string path = scanned.scratch.path("root/folder/file");
+            const pid_t holder = startProcess([&] { hold(path.c_str()); });
             EXPECT_EQ(countsOf(scanned.clean({true})), (Counts{.skipped = 1, .lockedSkipped = 1})) << name;
             EXPECT_EQ(countsOf(scanned.clean({false})), (Counts{.errors = 1, .lockedErrors = 1, .retries = 2})) << name;
             EXPECT_EQ(scanned.scratch.read("root/folder/file"), "old content") << name;
+            endProcess(holder);
         }
         EXPECT_EQ(countsOf(scanned.clean({true})), deletedOne) << name;
         EXPECT_FALSE(scanned.fileExists()) << name;
@@ -323,26 +209,25 @@ TEST(Cleaner, WhatThisUserMayNotRemoveIsKept) {
     });
 }
 
-TEST(Cleaner, FilesOfEveryNameAreDeleted) {
+TEST(Cleaner, FilesOfEveryNameAreListedAndDeleted) {
     const Scratch scratch;
-    std::size_t files = 0;
+    std::set<std::string> names = {"case", "CASE", "aux", "con.txt", "...", " ", "\xED\xA0\x80", "\xC0\xAF"};
+    names.insert({"\xEF\x80\xAE", "\xF0\x9F\x98\x80", "name.kept-1", std::string(255, '\xFF'), std::string(255, ':')});
     for (int byte = 1; byte < 256; ++byte) {
         if (byte == '/')
             continue;
-        scratch.file("root/x" + std::string(1, static_cast<char>(byte)));
-        ++files;
+        const std::string text(1, static_cast<char>(byte));
+        names.insert({'x' + text, text + 'x'});
     }
-    for (const std::string &name : {std::string("case"), std::string("CASE"), std::string(255, '\xFF')}) {
+    for (const std::string &name : names)
         scratch.file("root/" + name);
-        ++files;
-    }
     const ScanResult scan = scanRoot(scratch.wide("root"), goOn);
     CleanResult result;
     for (const FileEntry &entry : scan.entries)
         deleteEntry(entry, scan.roots.front(), true, goOn, result, {});
-    EXPECT_EQ(result.filesDeleted, files);
+    EXPECT_EQ(countsOf(result), Counts{.deleted = names.size()});
     EXPECT_EQ(result.bytesFreed, scan.bytesByCategory[0]);
-    EXPECT_TRUE(std::filesystem::is_empty(scratch.path("root")));
+    EXPECT_TRUE(fs::is_empty(scratch.path("root")));
 }
 
 TEST(Cleaner, OpensAreTriedAgainOnlyUnderTheRetryPolicy) {

@@ -5,29 +5,17 @@
 #include "engine/targets.h"
 
 #include "empty_machine.h"
+#include "files.h"
 #include "platform/linux/private_folder.h"
 #include "platform/win32.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <map>
 #include <numeric>
-#include <tuple>
 
 namespace dm {
 namespace {
 
-namespace fs = std::filesystem;
-using namespace std::chrono_literals;
-using test::endProcess;
-using test::enterEmptyMachine;
-using test::filesBelow;
-using test::Isolation;
-using test::makeFile;
-using test::require;
-using test::runIsolated;
-using test::startProcess;
+using namespace test;
 
 const std::atomic<bool> goOn = false;
 constexpr CleanSelection allFiles = {true, true, false};
@@ -62,25 +50,15 @@ const struct {
     {"~/.cache/google-chrome/Profile 13/Cache/Cache_Data/index", 0h, Unseen}, // no such profile any more
     {"~/.config/google-chrome/System Profile/GPUCache/data_0", 48h, Unseen},
     {"~/.config/google-chrome-beta/Guest Profile/GPUCache/data_0", 0h, Cached},
-    {"~/.var/app/com.google.Chrome/config/google-chrome/Default/Preferences", 48h, Unseen},
-    {"~/.var/app/com.google.Chrome/cache/google-chrome/Default/Code Cache/wasm/index", 0h, Cached},
-    {"~/.config/chromium/Default/Preferences", 48h, Unseen},
-    {"~/.cache/chromium/Default/Cache/Cache_Data/index", 0h, Cached},
     {"~/snap/chromium/common/chromium/Default/GPUCache/index", 0h, Cached},
     {"~/snap/chromium/common/.cache/chromium/Default/Cache/Cache_Data/index", 0h, Cached},
     {"~/snap/chromium/1234/.config/chromium/Default/GPUCache/index", 48h, Unseen},
-    {"~/.var/app/org.chromium.Chromium/config/chromium/Default/GPUCache/index", 0h, Cached},
-    {"~/.config/microsoft-edge/Profile 1/Preferences", 48h, Unseen},
-    {"~/.cache/microsoft-edge/Profile 1/Cache/Cache_Data/index", 0h, Cached},
-    {"~/.var/app/com.microsoft.Edge/config/microsoft-edge/Default/GPUCache/index", 0h, Cached},
     // Firefox: profiles are known by their cache folders.
     {"~/.mozilla/firefox/k3x.default-release/places.sqlite", 48h, Unseen},
     {"~/.mozilla/firefox/k3x.default-release/cache2/entries/00A1", 48h, Unseen},
     {"~/.cache/mozilla/firefox/k3x.default-release/cache2/entries/00A1", 0h, Cached},
     {"~/.cache/mozilla/firefox/k3x.default-release/startupCache/webext.sc.lz4", 48h, Unseen},
     {"~/.cache/mozilla/firefox/Profile without rules/cache2/doomed/1", 0h, Cached},
-    {"~/snap/firefox/common/.cache/mozilla/firefox/k3x.default/cache2/index", 0h, Cached},
-    {"~/.var/app/org.mozilla.firefox/cache/mozilla/firefox/k3x.default/cache2/index", 0h, Cached},
 };
 
 struct Machine {
@@ -91,7 +69,7 @@ struct Machine {
     std::string pathOf(const char *path) const { return *path == '~' ? home + (path + 1) : path; }
     void layOut() {
         for (const char *place : {"/tmp", "/var/tmp", home.c_str()})
-            test::emptyFolder(place);
+            emptyFolder(place);
         for (const auto &file : files) {
             const std::string path = pathOf(file.path);
             makeFile(path, path, file.age);
@@ -140,44 +118,7 @@ ProgressReport reportTo(
 TEST(Cleanup, AScanFindsWhatBrowsersAndTempFoldersReallyHold) {
     runIsolated(Isolation::ProcessesAndPlaces, [] {
         const Machine machine;
-        using Target = std::tuple<std::string, CleanCategory, bool>;
-        std::multiset<Target> expected = {{"/tmp", CleanCategory::Temp, true}, {"/var/tmp", CleanCategory::Temp, true}};
-        const auto add = [&](const std::string &path) { expected.emplace(path, CleanCategory::Browser, false); };
-        const struct {
-            const char *config;
-            const char *cache;
-            std::string profile;
-        } chromiumProfiles[] = {
-            {".config/google-chrome/", ".cache/google-chrome/", "Default"},
-            {".config/google-chrome/", ".cache/google-chrome/", "Profile 12"},
-            {".config/google-chrome-beta/", ".cache/google-chrome-beta/", "Guest Profile"},
-            {".var/app/com.google.Chrome/config/google-chrome/", ".var/app/com.google.Chrome/cache/google-chrome/",
-             "Default"},
-            {".config/chromium/", ".cache/chromium/", "Default"},
-            {"snap/chromium/common/chromium/", "snap/chromium/common/.cache/chromium/", "Default"},
-            {".var/app/org.chromium.Chromium/config/chromium/", ".var/app/org.chromium.Chromium/cache/chromium/",
-             "Default"},
-            {".config/microsoft-edge/", ".cache/microsoft-edge/", "Profile 1"},
-            {".var/app/com.microsoft.Edge/config/microsoft-edge/", ".var/app/com.microsoft.Edge/cache/microsoft-edge/",
-             "Default"},
-        };
-        for (const auto &[config, cache, profile] : chromiumProfiles) {
-            add(machine.home + '/' + cache + profile + "/Cache");
-            add(machine.home + '/' + cache + profile + "/Code Cache");
-            add(machine.home + '/' + config + profile + "/GPUCache");
-        }
-        for (const char *profile :
-             {"/.cache/mozilla/firefox/k3x.default-release", "/.cache/mozilla/firefox/Profile without rules",
-              "/snap/firefox/common/.cache/mozilla/firefox/k3x.default",
-              "/.var/app/org.mozilla.firefox/cache/mozilla/firefox/k3x.default"})
-            add(machine.home + profile + "/cache2");
-        std::multiset<Target> targets;
-        for (const ScanTarget &target : listScanTargets())
-            targets.emplace(platform::linuxPath(target.path), target.category, target.enforceAgeCutoff);
-        EXPECT_EQ(targets, expected);
-
-        std::vector<Report> reports;
-        const ScanResult scan = scanAll(goOn, reportTo(reports));
+        const ScanResult scan = scanAll(goOn, {});
         std::set<std::string> listed;
         for (const FileEntry &entry : scan.entries) {
             const std::string path = platform::linuxPath(entry.path);
@@ -193,13 +134,6 @@ TEST(Cleanup, AScanFindsWhatBrowsersAndTempFoldersReallyHold) {
         EXPECT_EQ(scan.skipped, machine.count(Skipped));
         EXPECT_EQ(scan.errors, 0U);
         EXPECT_EQ(scan.recycleBytes + scan.recycleItems, 0U);
-        std::set<std::string> reported;
-        for (std::size_t index = 0; index < reports.size(); ++index) {
-            EXPECT_EQ(reports[index].processed, index + 1);
-            EXPECT_EQ(reports[index].total, 0U);
-            EXPECT_TRUE(reported.insert(reports[index].text).second) << reports[index].text;
-        }
-        EXPECT_TRUE(std::includes(reported.begin(), reported.end(), listed.begin(), listed.end()));
         EXPECT_EQ(filesLeft(), machine.filesBut({}));
     });
 }
@@ -275,45 +209,32 @@ TEST(Cleanup, ACancelStopsBetweenTwoFiles) {
 
 TEST(Cleanup, APlaceThatIsNoPlainFolderIsCountedAndLeftAlone) {
     const struct {
-        const char *name;
-        void (*make)(const std::string &place);
+        const char *commands; ///< that make $place, in the folder above it
         std::uint64_t skipped;
         std::uint64_t errors;
     } table[] = {
-        {"missing", [](const std::string &) {}, 0, 0},
-        {"link to a folder", [](const std::string &place) { fs::create_directory_symlink("/home/elsewhere", place); },
-         0, 1},
-        {"link to nowhere", [](const std::string &place) { fs::create_symlink("/nowhere", place); }, 0, 1},
-        {"file", [](const std::string &place) { makeFile(place); }, 0, 1},
-        {"closed folder",
-         [](const std::string &place) {
-             makeFile(place + "/old");
-             require(chmod(place.c_str(), 0) == 0, place);
-         },
-         1, 0},
-        {"below a link",
-         [](const std::string &place) {
-             fs::remove(fs::path(place).parent_path());
-             fs::create_directory_symlink("/home/elsewhere", fs::path(place).parent_path());
-         },
-         0, 0}, // such a profile is none
+        {":", 0, 0},
+        {"ln -s /home/elsewhere $place", 0, 1},
+        {"ln -s /nowhere $place", 0, 1},
+        {"echo > $place", 0, 1},
+        {"mkdir $place; echo > $place/old; chmod 0 $place", 1, 0},
+        {"rmdir $PWD; ln -s /home/elsewhere $PWD", 0, 0}, // such a profile is none
     };
     runIsolated(Isolation::ProcessesAndPlaces, [&] {
         const std::string home = enterEmptyMachine();
         require(mount("tmpfs", "/var", "tmpfs", 0, "mode=0777") == 0, "/var");
         require(chmod("/tmp", 0777) == 0 && chmod("/home", 0777) == 0 && chmod(home.c_str(), 0777) == 0, "/tmp");
-        ASSERT_TRUE(test::becomeOrdinaryUser());
+        ASSERT_TRUE(becomeOrdinaryUser());
         const std::string cache = home + "/.cache/mozilla/firefox/me";
         for (const std::string &place : {std::string("/var/tmp"), cache + "/cache2"}) {
             for (const auto &row : table) {
-                SCOPED_TRACE(place + ": " + row.name);
-                if (place == "/var/tmp" && row.name == std::string("below a link"))
+                SCOPED_TRACE(place + ": " + row.commands);
+                if (place == "/var/tmp" && row.commands == std::string_view(std::end(table)[-1].commands))
                     continue;
                 fs::create_directories(cache);
-                makeFile("/home/elsewhere/old");
-                makeFile("/home/elsewhere/cache2/old");
-                makeFile("/tmp/old");
-                row.make(place);
+                for (const char *file : {"/home/elsewhere/old", "/home/elsewhere/cache2/old", "/tmp/old"})
+                    makeFile(file);
+                ASSERT_TRUE(runIn(fs::path(place).parent_path(), "place=" + place + "; " + row.commands));
                 const ScanResult scan = scanAll(goOn, {});
                 ASSERT_EQ(scan.entries.size(), 1U);
                 EXPECT_EQ(platform::linuxPath(scan.entries.front().path), "/tmp/old");
@@ -383,39 +304,28 @@ TEST(Cleanup, TheRecycleBinGoesWholeAndOnlyAsItWasSeen) {
                      "[Trash Info]\nPath=/gone\nDeletionDate=2026-01-01T00:00:00\n");
         };
         const struct {
-            const char *name;
-            std::function<void()> change;
+            const char *commands; ///< in the trash
             CleanSelection selection;
             bool emptied;
             std::uint64_t skipped;
             std::vector<Report> reports;
         } table[] = {
-            {"as it was seen", [] {}, {true, true, true}, true, 0, {{"/tmp/old", 0, 2}, {"Recycle Bin", 1, 2}}},
-            {"not selected", [] {}, allFiles, false, 0, {{"/tmp/old", 0, 1}}},
-            {"one item more", [&] { trashFile("more", ""); }, {false, false, true}, false, 1, {{"Recycle Bin", 0, 1}}},
-            {"one item less",
-             [&] { fs::remove(trash + "/files/file"); },
-             {false, false, true},
-             false,
-             1,
-             {{"Recycle Bin", 0, 1}}},
-            {"other bytes",
-             [&] { trashFile("file", "grown"); },
-             {false, false, true},
-             false,
-             1,
-             {{"Recycle Bin", 0, 1}}},
+            {":", {true, true, true}, true, 0, {{"/tmp/old", 0, 2}, {"Recycle Bin", 1, 2}}},
+            {": # not selected", allFiles, false, 0, {{"/tmp/old", 0, 1}}},
+            {"echo > files/more", {false, false, true}, false, 1, {{"Recycle Bin", 0, 1}}},
+            {"rm files/file", {false, false, true}, false, 1, {{"Recycle Bin", 0, 1}}},
+            {"echo grown > files/file", {false, false, true}, false, 1, {{"Recycle Bin", 0, 1}}},
         };
         for (const auto &row : table) {
-            SCOPED_TRACE(row.name);
-            test::emptyFolder(home);
+            SCOPED_TRACE(row.commands);
+            emptyFolder(home);
             makeFile("/tmp/old");
             trashFile("file", "1234");
             trashFile("folder/in it", "12345678");
             const ScanResult scan = scanAll(goOn, {});
             EXPECT_EQ(scan.recycleItems, 2U);
             EXPECT_EQ(scan.recycleBytes, 12U);
-            row.change();
+            ASSERT_TRUE(runIn(trash, row.commands));
             const std::set<std::string> before = filesBelow({"/home"});
             std::vector<Report> reports;
             const CleanResult result = cleanSelected(scan, row.selection, goOn, reportTo(reports), {});

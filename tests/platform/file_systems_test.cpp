@@ -3,64 +3,37 @@
 #include "engine/cleaner.h"
 #include "engine/scanner.h"
 #include "engine/self_test.h"
+#include "files.h"
 #include "platform/linux/fd.h"
 #include "platform/linux/private_folder.h"
 #include "platform/win32.h"
-
-#include <gtest/gtest.h>
 
 #include <set>
 
 namespace dm {
 namespace {
 
-namespace fs = std::filesystem;
 using platform::Fd;
-using namespace std::chrono_literals;
-using test::filesBelow;
-using test::Isolation;
-using test::makeFile;
-using test::require;
-using test::runIsolated;
+using namespace test;
 
 const std::atomic<bool> goOn = false;
 constexpr uid_t ordinaryUser = 65534;
 constexpr CleanSelection allFiles = {true, true, false};
 
-/// A file system to try. What is mounted by commands can only be had by root.
+/// A file system to try; commands in /home that make it at $place, most of which only root can.
 struct Disk {
     const char *name;
-    const char *commands; ///< with "$place" for where it is to be mounted, and /home for whatever they need
-    const char *type;     ///< mounted without a command, if not null
-    const char *options;
+    const char *commands;
 };
 
-/// Why shell commands did not work; empty if they did.
-std::string failureOf(const std::string &commands) {
-    FILE *shell = popen(("exec 2>&1; set -e; PATH=$PATH:/usr/sbin:/sbin; " + commands).c_str(), "r");
-    require(shell != nullptr, "shell");
-    std::string output;
-    for (int byte; (byte = std::fgetc(shell)) != EOF;)
-        output.push_back(static_cast<char>(byte));
-    return pclose(shell) == 0 ? std::string() : "This file system cannot be had here: " + output;
+/// False where it cannot be had here.
+bool mountDisk(const Disk &disk, const std::string &place) {
+    return runIn("/home", "place=" + place + "; " + disk.commands);
 }
 
-/// Why it cannot be mounted here; empty if it is.
-std::string failureToMount(const Disk &disk, const char *place) {
-    if (disk.type == nullptr && geteuid() != 0)
-        return "Only root can mount it.";
-    std::string failure = failureOf(std::string("place=") + place + "; " + disk.commands);
-    if (failure.empty() && disk.type != nullptr && mount(disk.type, place, disk.type, 0, disk.options) != 0)
-        failure = std::strerror(errno);
-    return failure;
-}
-
-constexpr const char *makeExt4 =
-    "truncate -s 4M /home/image; mkfs.ext4 -q /home/image; mount -o loop /home/image $place";
-constexpr const char *makeXfs =
-    "truncate -s 300M /home/image; mkfs.xfs -q /home/image; mount -o loop /home/image $place";
-constexpr const char *makeBtrfs =
-    "truncate -s 109M /home/image; mkfs.btrfs -q /home/image; mount -o loop /home/image $place";
+constexpr const char *makeExt4 = "truncate -s 4M image; mkfs.ext4 -q image; mount -o loop image $place";
+constexpr const char *makeXfs = "truncate -s 300M image; mkfs.xfs -q image; mount -o loop image $place";
+constexpr const char *makeBtrfs = "truncate -s 109M image; mkfs.btrfs -q image; mount -o loop image $place";
 
 /// The program beside the test binary, which has to be opened before anything is mounted over its folder.
 Fd openProgram() {
@@ -93,51 +66,42 @@ struct Kind {
     std::uint64_t inUse;
 };
 
+const WChar *const noDeletion = W("Safe fixture deletion or preservation check failed.");
+const WChar *const noLinks = W("Filesystem does not support junction test fixtures.");
+
 const Kind kinds[] = {
-    {{"tmpfs", ":", "tmpfs", ""}, ":", true, W(""), 2, 0, 2, 0},
-    {{"overlay", "mkdir /home/lower /home/upper /home/work", "overlay",
-      "lowerdir=/home/lower,upperdir=/home/upper,workdir=/home/work"},
+    {{"tmpfs", "mount -t tmpfs tmpfs $place"}, ":", true, W(""), 2, 0, 2, 0},
+    {{"overlay", "mkdir l u w; mount -t overlay -o lowerdir=/home/l,upperdir=/home/u,workdir=/home/w overlay $place"},
      ":",
      true,
-     W("Safe fixture deletion or preservation check failed."),
+     noDeletion,
      2,
      0,
      0,
      2},
-    {{"ext4", makeExt4, nullptr, nullptr}, ":", true, W(""), 2, 1, 2, 0}, // "lost+found"
-    {{"xfs", makeXfs, nullptr, nullptr}, ":", true, W(""), 2, 0, 2, 0},
-    {{"btrfs", makeBtrfs, nullptr, nullptr},
-     "cd /var/tmp; btrfs -q subvolume create part; touch -d 2001-01-01 part/old; chown -R 65534 part",
+    {{"ext4", makeExt4}, ":", true, W(""), 2, 1, 2, 0}, // "lost+found"
+    {{"xfs", makeXfs}, ":", true, W(""), 2, 0, 2, 0},
+    {{"btrfs", makeBtrfs},
+     "btrfs -q subvolume create part; touch -d 2001-01-01 part/old; chown -R 65534 part",
      true,
      W(""),
      2,
      1,
      2,
      0},
-    {{"readOnly", makeBtrfs, nullptr, nullptr},
-     "mount -o remount,ro /var/tmp",
-     true,
-     W("Cannot create isolated fixture."),
-     0,
-     2,
-     0,
-     0},
-    {{"vfat",
-      "truncate -s 1M /home/image; mkfs.vfat /home/image; mount -o loop,umask=0000,uid=65534 /home/image $place",
-      nullptr, nullptr},
+    {{"readOnly", makeBtrfs}, "mount -o remount,ro .", true, W("Cannot create isolated fixture."), 0, 2, 0, 0},
+    {{"vfat", "truncate -s 1M image; mkfs.vfat image; mount -o loop,umask=0000,uid=65534 image $place"},
      ":",
      false,
-     W("Filesystem does not support junction test fixtures."),
+     noLinks,
      2,
      0,
      0,
      0},
-    {{"ntfs",
-      "truncate -s 2M /home/image; mkntfs -Q -F /home/image; mount -t ntfs-3g -o loop,uid=65534 /home/image $place",
-      nullptr, nullptr},
+    {{"ntfs", "truncate -s 2M image; mkntfs -Q -F image; mount -t ntfs-3g -o loop,uid=65534 image $place"},
      ":",
      true,
-     W("Filesystem does not support junction test fixtures."),
+     noLinks,
      2,
      0,
      0,
@@ -163,9 +127,9 @@ TEST_P(FileSystems, HoldThePromisesOrKeepTheFiles) {
     const Kind &kind = GetParam();
     runIsolated(Isolation::ProcessesAndPlaces, [&] {
         const uid_t user = geteuid() == 0 ? ordinaryUser : geteuid();
-        test::enterEmptyMachine(user);
-        if (const std::string failure = failureToMount(kind.disk, "/var/tmp"); !failure.empty())
-            GTEST_SKIP() << failure;
+        enterEmptyMachine(user);
+        if (!mountDisk(kind.disk, "/var/tmp"))
+            GTEST_SKIP() << "This file system cannot be had here.";
         require(chmod("/var/tmp", 01777) == 0 || errno == EPERM || errno == EROFS, "/var/tmp");
         makeFile("/var/tmp/old", "old");
         makeFile("/var/tmp/folder/older", "older", 1000h);
@@ -178,9 +142,9 @@ TEST_P(FileSystems, HoldThePromisesOrKeepTheFiles) {
         for (const std::string &path : filesBelow({"/var/tmp"}))
             require(lchown(path.c_str(), user, user) == 0, path);
         require(chown("/var/tmp/folder", user, user) == 0, "folder");
-        if (const std::string failure = failureOf(kind.after); !failure.empty())
-            GTEST_SKIP() << failure;
-        ASSERT_TRUE(test::becomeOrdinaryUser(user));
+        if (!runIn("/var/tmp", kind.after))
+            GTEST_SKIP() << "This file system cannot be made so here.";
+        ASSERT_TRUE(becomeOrdinaryUser(user));
 
         std::set<std::string> left = filesBelow({"/var/tmp"});
         const ScanResult scan = scanAll(goOn, {});
@@ -212,15 +176,13 @@ struct FullDisk {
 };
 
 const FullDisk fullDisks[] = {
-    {{"tmpfs", ":", "tmpfs", "size=1M"}, true},
-    {{"tmpfsInodes", ":", "tmpfs", "size=1M,nr_inodes=100"}, true},
-    {{"ext4", makeExt4, nullptr, nullptr}, true},
-    {{"xfs", makeXfs, nullptr, nullptr}, true},
-    {{"btrfs", makeBtrfs, nullptr, nullptr}, true},
+    {{"tmpfs", "mount -t tmpfs -o size=1M tmpfs $place"}, true},
+    {{"tmpfsInodes", "mount -t tmpfs -o size=1M,nr_inodes=100 tmpfs $place"}, true},
+    {{"ext4", makeExt4}, true},
+    {{"xfs", makeXfs}, true},
+    {{"btrfs", makeBtrfs}, true},
     // Where it has no room for names either, which here share it with the data, it refuses every rename.
-    {{"btrfsMixed", "truncate -s 20M /home/image; mkfs.btrfs -q --mixed /home/image; mount -o loop /home/image $place",
-      nullptr, nullptr},
-     false},
+    {{"btrfsMixed", "truncate -s 20M image; mkfs.btrfs -q --mixed image; mount -o loop image $place"}, false},
 };
 
 void PrintTo(const FullDisk &disk, std::ostream *out) {
@@ -250,11 +212,11 @@ void fillHome() {
 TEST_P(FullDisks, LoseNothingAndAreCleanedWhereThereIsRoom) {
     runIsolated(Isolation::ProcessesAndPlaces, [&] {
         const uid_t user = geteuid() == 0 ? ordinaryUser : geteuid();
-        test::enterEmptyMachine(user);
-        if (const std::string failure = failureToMount(GetParam().disk, "/home/user"); !failure.empty())
-            GTEST_SKIP() << failure;
+        enterEmptyMachine(user);
+        if (!mountDisk(GetParam().disk, "/home/user"))
+            GTEST_SKIP() << "This file system cannot be had here.";
         require(chown("/home/user", user, user) == 0, "home");
-        ASSERT_TRUE(test::becomeOrdinaryUser(user));
+        ASSERT_TRUE(becomeOrdinaryUser(user));
         constexpr std::uint64_t files = 20;
         for (std::uint64_t number = 0; number < files; ++number)
             makeFile("/home/user/.cache/mozilla/firefox/me/cache2/entries/" + std::to_string(number),

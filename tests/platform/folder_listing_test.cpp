@@ -59,19 +59,15 @@ void walk(const WString &folder, std::multiset<WString> &found, std::size_t &mos
     FindClose(search);
 }
 
-std::multiset<WString> expectedBelow(const Scratch &scratch) {
-    std::multiset<WString> names;
-    for (const auto &entry : std::filesystem::recursive_directory_iterator(scratch.path()))
-        names.insert(drivePath(entry.path().string()));
-    return names;
-}
-
 void expectWholeWalk(const Scratch &scratch, bool isLong) {
     const std::size_t descriptors = openDescriptors();
     std::multiset<WString> found;
     std::size_t mostReaders = 0;
     walk(scratch.wide(), found, mostReaders);
-    EXPECT_EQ(found, expectedBelow(scratch));
+    std::multiset<WString> expected;
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(scratch.path()))
+        expected.insert(drivePath(entry.path().string()));
+    EXPECT_EQ(found, expected);
     EXPECT_EQ(mostReaders, isLong ? 1U : 0U);
     waitForNoReader();
     EXPECT_LE(openDescriptors(), descriptors + 40); // the folders used last stay held

@@ -133,29 +133,6 @@ TEST(WinHttp, ReportsEachOperationOnceOnItsOwnThread) {
     EXPECT_NE(exchange.reporter, std::this_thread::get_id());
 }
 
-TEST(WinHttp, ClosingWaitsForNoResolver) {
-    const StalledResolver stalled;
-    Exchange exchange;
-    exchange.send();
-    StalledResolver::awaitLookup();
-    exchange.close();
-    EXPECT_FALSE(exchange.receive());
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
-    EXPECT_EQ(exchange.next(), "error 12017 in 5");
-    EXPECT_EQ(exchange.next(), "closed");
-}
-
-TEST(WinHttp, OneStalledRequestHoldsUpNoOther) {
-    ApiServer server;
-    server.script({"tls", "read", "stall"});
-    Exchange stalled;
-    stalled.send();
-    EXPECT_EQ(server.event(), "stalled");
-    Exchange other;
-    other.send();
-    EXPECT_EQ(other.next(), "sent");
-}
-
 TEST(WinHttp, EachPhaseHasItsLimit) {
     const auto sendWithin = [](const Limits &limits) {
         Exchange exchange(limits);
@@ -186,21 +163,6 @@ TEST(WinHttp, EachPhaseHasItsLimit) {
     }
 }
 
-TEST(WinHttp, EachByteGivesNewTimeToReceive) {
-    ApiServer server;
-    server.script({"tls", "read", trickle(answer("200 OK", ""))}); // for longer than the limit
-    std::string report;
-    // A machine with other things to do may well be late with a byte, but not each time.
-    for (int attempt = 0; attempt < 20 && report != "head"; ++attempt) {
-        Exchange exchange({0, 0, 0, 200});
-        exchange.send();
-        EXPECT_EQ(exchange.next(), "sent");
-        exchange.receive();
-        report = exchange.next();
-    }
-    EXPECT_EQ(report, "head");
-}
-
 TEST(WinHttp, AWriteToAClosedConnectionIsAnErrorAndNoSignal) {
     ApiServer server;
     server.script({"tls", "shut", "reset"});
@@ -210,32 +172,24 @@ TEST(WinHttp, AWriteToAClosedConnectionIsAnErrorAndNoSignal) {
     EXPECT_EQ(exchange.next(), "error 12030 in 5");
 }
 
-TEST(WinHttp, RefusesWhatItDoesNotSupport) {
+TEST(WinHttp, RefusesWhatWouldBeSentOtherwiseThanAsked) {
     const StalledResolver stalled;
     Exchange exchange;
-    DWORD number = 2;
     const auto refused = [](auto result, DWORD code) { return !result && GetLastError() == code; };
-    const auto open = [&](LPCWSTR verb, LPCWSTR path, DWORD flags) {
-        return WinHttpOpenRequest(exchange.connection, verb, path, nullptr, nullptr, nullptr, flags);
+    const auto open = [&](LPCWSTR path, DWORD flags) {
+        return WinHttpOpenRequest(exchange.connection, W("POST"), path, nullptr, nullptr, nullptr, flags);
     };
     for (const WChar *server : {W("a/b"), W("a@b"), W("a:1"), W("a b")})
         EXPECT_TRUE(refused(WinHttpConnect(exchange.session, server, 443, 0), ERROR_WINHTTP_INVALID_URL));
     for (const WChar *path : {W("x"), W("/ x"), W("/#x"), W("/ä")})
-        EXPECT_TRUE(refused(open(W("POST"), path, WINHTTP_FLAG_SECURE), ERROR_WINHTTP_INVALID_URL));
-    EXPECT_TRUE(refused(open(W("POST"), W("/"), 0), ERROR_INVALID_PARAMETER)); // in the clear
-    EXPECT_TRUE(refused(WinHttpSetOption(exchange.request, WINHTTP_OPTION_REDIRECT_POLICY, &number, sizeof number),
-                        ERROR_INVALID_PARAMETER));
+        EXPECT_TRUE(refused(open(path, WINHTTP_FLAG_SECURE), ERROR_WINHTTP_INVALID_URL));
+    EXPECT_TRUE(refused(open(W("/"), 0), ERROR_INVALID_PARAMETER)); // in the clear
     for (const WChar *headers : {W("A: b"), W("A: b\nC: d\r\n"), W("A:\r\n"), W("\r\n"), W("Ä: b\r\n")})
         EXPECT_TRUE(refused(WinHttpSendRequest(exchange.request, headers, static_cast<DWORD>(-1), nullptr, 0, 0, 0),
                             ERROR_INVALID_PARAMETER));
-
-    EXPECT_TRUE(refused(WinHttpCloseHandle(nullptr), ERROR_INVALID_HANDLE));
     EXPECT_TRUE(refused(WinHttpReceiveResponse(exchange.session, nullptr), ERROR_WINHTTP_INCORRECT_HANDLE_TYPE));
-    EXPECT_TRUE(refused(exchange.receive(), ERROR_WINHTTP_INCORRECT_HANDLE_STATE));
-    EXPECT_TRUE(refused(exchange.read(), ERROR_WINHTTP_INCORRECT_HANDLE_STATE));
     EXPECT_TRUE(exchange.send());
     EXPECT_TRUE(refused(exchange.send(), ERROR_WINHTTP_INCORRECT_HANDLE_STATE));
-    EXPECT_TRUE(refused(exchange.receive(), ERROR_WINHTTP_INCORRECT_HANDLE_STATE));
 }
 
 /// Comes so far through an exchange, lets a moment go by and closes: whatever was begun is reported, and then the end.

@@ -1,34 +1,17 @@
+#include "files.h"
 #include "platform/linux/base_folders.h"
 #include "platform/linux/volumes.h"
 #include "platform/win32.h"
-#include "scratch.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
 
 #include <pwd.h>
-#include <sys/stat.h>
 
 namespace dm::platform {
 namespace {
 
-using test::Scratch;
-
-/// Runs in a process that was started anew, since the base folders are looked up once in a process.
-void inNewProcess(const std::function<void()> &body) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            body();
-            std::fflush(nullptr);
-            _exit(testing::Test::HasFailure() ? 1 : 0);
-        },
-        testing::ExitedWithCode(0), "");
-}
+using namespace test;
 
 void setVariable(const char *name, const std::string &value) {
-    test::require(setenv(name, value.c_str(), 1) == 0, name);
+    require(setenv(name, value.c_str(), 1) == 0, name);
 }
 
 TEST(KnownFolders, BaseFoldersAreResolvedWholeAndOnce) {
@@ -66,7 +49,7 @@ TEST(KnownFolders, AccountTellsTheHomeWhereTheEnvironmentDoesNot) {
         GTEST_SKIP() << "This user has no account with a home folder.";
     inNewProcess([account] {
         unsetenv("HOME");
-        EXPECT_EQ(baseFolders().home, std::filesystem::weakly_canonical(account->pw_dir).string());
+        EXPECT_EQ(baseFolders().home, fs::weakly_canonical(account->pw_dir).string());
     });
 }
 
@@ -80,16 +63,6 @@ TEST(KnownFolders, LocalAppDataIsTheDataHome) {
     EXPECT_EQ(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, nullptr), E_INVALIDARG);
 }
 
-TEST(KnownFolders, DataHomeThatCannotBeMadeIsAFailure) {
-    inNewProcess([] {
-        const Scratch scratch;
-        setVariable("XDG_DATA_HOME", scratch.file("file") + "/data");
-        PWSTR none = nullptr;
-        EXPECT_TRUE(FAILED(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &none)));
-        EXPECT_EQ(none, nullptr);
-    });
-}
-
 TEST(KnownFolders, TempPath) {
     const Scratch scratch;
     scratch.folder("real");
@@ -99,22 +72,20 @@ TEST(KnownFolders, TempPath) {
         {scratch.path("real"), scratch.path("real")},
         {scratch.path("link//"), scratch.path("link")}, // stays a link, which is refused where it is used
         {"relative", "/tmp"},
-        {"", "/tmp"}};
+        {"", "/tmp"},
+        {"/", "/"},
+    };
+    WCHAR path[MAX_PATH * 2];
     for (const auto &[variable, folder] : table) {
         setVariable("TMPDIR", variable);
-        const WString expected = drivePath(folder) + W('\\');
-        WCHAR path[MAX_PATH * 2] = {0xFFFF};
+        const WString expected = drivePath(folder) + (folder == "/" ? W("") : W("\\"));
         const DWORD length = static_cast<DWORD>(expected.size());
-        EXPECT_EQ(GetTempPathW(0, nullptr), length + 1);
+        path[0] = 0xFFFF;
         EXPECT_EQ(GetTempPathW(length, path), length + 1);
         EXPECT_EQ(path[0], 0xFFFF) << "nothing is written into a buffer that is too small";
         EXPECT_EQ(GetTempPathW(length + 1, path), length);
         EXPECT_EQ(path, expected);
     }
-    setVariable("TMPDIR", "/");
-    WCHAR path[8];
-    EXPECT_EQ(GetTempPathW(8, path), 3U);
-    EXPECT_EQ(WString(path), W("C:\\"));
     setVariable("TMPDIR", "/proc");
     EXPECT_EQ(GetTempPathW(8, path), 0U);
     setVariable("TMPDIR", before);

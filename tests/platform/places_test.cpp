@@ -11,31 +11,32 @@ namespace dm {
 namespace {
 
 TEST(Places, BrowsersInTheirOrder) {
-    const platform::BaseFolders folders = {"/h", "/h/data", "/cache", "/config"};
     std::string told;
-    for (const platform::BrowserPaths &browser : platform::browserPaths(folders)) {
-        told += browser.profiles + (browser.profileNames == ProfileNames::Any ? " any:" : ":");
+    for (const platform::BrowserPaths &browser : platform::browserPaths({"/h", "/h/data", "/cache", "/config"})) {
+        told += browser.profiles;
         for (const platform::CachePath &cache : browser.caches)
-            told += ' ' + cache.parent + '|' + cache.name;
-        told += '\n';
+            told += (cache.parent == browser.profiles ? " ." : ' ' + cache.parent) + '|' + cache.name;
+        told += browser.profileNames == ProfileNames::Any ? " any\n" : "\n";
     }
-    EXPECT_EQ(
-        told,
-        R"(/config/google-chrome: /cache/google-chrome|Cache /cache/google-chrome|Code Cache /config/google-chrome|GPUCache
-/config/google-chrome-beta: /cache/google-chrome-beta|Cache /cache/google-chrome-beta|Code Cache /config/google-chrome-beta|GPUCache
-/config/google-chrome-unstable: /cache/google-chrome-unstable|Cache /cache/google-chrome-unstable|Code Cache /config/google-chrome-unstable|GPUCache
-/h/.var/app/com.google.Chrome/config/google-chrome: /h/.var/app/com.google.Chrome/cache/google-chrome|Cache /h/.var/app/com.google.Chrome/cache/google-chrome|Code Cache /h/.var/app/com.google.Chrome/config/google-chrome|GPUCache
-/config/chromium: /cache/chromium|Cache /cache/chromium|Code Cache /config/chromium|GPUCache
-/h/snap/chromium/common/chromium: /h/snap/chromium/common/.cache/chromium|Cache /h/snap/chromium/common/.cache/chromium|Code Cache /h/snap/chromium/common/chromium|GPUCache
-/h/.var/app/org.chromium.Chromium/config/chromium: /h/.var/app/org.chromium.Chromium/cache/chromium|Cache /h/.var/app/org.chromium.Chromium/cache/chromium|Code Cache /h/.var/app/org.chromium.Chromium/config/chromium|GPUCache
-/config/microsoft-edge: /cache/microsoft-edge|Cache /cache/microsoft-edge|Code Cache /config/microsoft-edge|GPUCache
-/config/microsoft-edge-beta: /cache/microsoft-edge-beta|Cache /cache/microsoft-edge-beta|Code Cache /config/microsoft-edge-beta|GPUCache
-/config/microsoft-edge-dev: /cache/microsoft-edge-dev|Cache /cache/microsoft-edge-dev|Code Cache /config/microsoft-edge-dev|GPUCache
-/h/.var/app/com.microsoft.Edge/config/microsoft-edge: /h/.var/app/com.microsoft.Edge/cache/microsoft-edge|Cache /h/.var/app/com.microsoft.Edge/cache/microsoft-edge|Code Cache /h/.var/app/com.microsoft.Edge/config/microsoft-edge|GPUCache
-/cache/mozilla/firefox any: /cache/mozilla/firefox|cache2
-/h/snap/firefox/common/.cache/mozilla/firefox any: /h/snap/firefox/common/.cache/mozilla/firefox|cache2
-/h/.var/app/org.mozilla.firefox/cache/mozilla/firefox any: /h/.var/app/org.mozilla.firefox/cache/mozilla/firefox|cache2
-)");
+    std::string expected;
+    const auto expectChromium = [&](const std::string &profiles, const std::string &cache) {
+        expected += profiles + ' ' + cache + "|Cache " + cache + "|Code Cache .|GPUCache\n";
+    };
+    const auto expectFlatpak = [&](const std::string &app, const std::string &name) {
+        expectChromium("/h/.var/app/" + app + "/config/" + name, "/h/.var/app/" + app + "/cache/" + name);
+    };
+    for (const char *name : {"google-chrome", "google-chrome-beta", "google-chrome-unstable"})
+        expectChromium(std::string("/config/") + name, std::string("/cache/") + name);
+    expectFlatpak("com.google.Chrome", "google-chrome");
+    expectChromium("/config/chromium", "/cache/chromium");
+    expectChromium("/h/snap/chromium/common/chromium", "/h/snap/chromium/common/.cache/chromium");
+    expectFlatpak("org.chromium.Chromium", "chromium");
+    for (const char *name : {"microsoft-edge", "microsoft-edge-beta", "microsoft-edge-dev"})
+        expectChromium(std::string("/config/") + name, std::string("/cache/") + name);
+    expectFlatpak("com.microsoft.Edge", "microsoft-edge");
+    for (const char *cache : {"/cache", "/h/snap/firefox/common/.cache", "/h/.var/app/org.mozilla.firefox/cache"})
+        expected += cache + std::string("/mozilla/firefox .|cache2 any\n");
+    EXPECT_EQ(told, expected);
 }
 
 TEST(Places, OfThisUser) {

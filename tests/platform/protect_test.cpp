@@ -4,19 +4,14 @@
 #include "platform/win32.h"
 #include "traced.h"
 
-#include <gtest/gtest.h>
-
 #include <optional>
-#include <vector>
 
 #include <sys/mount.h>
 
 namespace dm {
 namespace {
 
-namespace fs = std::filesystem;
-using test::readFile;
-using test::writeFile;
+using namespace test;
 
 std::string keyFolder() {
     return platform::baseFolders().configHome + "/dustmere";
@@ -76,12 +71,12 @@ TEST(Protect, DamagedKeyIsRefusedAndLeftAlone) {
         std::string flipped = whole;
         flipped[at] = static_cast<char>(flipped[at] ^ 1);
         for (const std::string &damaged : {whole.substr(0, at), whole + whole.substr(0, at + 1), flipped}) {
-            writeFile(keyPath(), damaged);
+            makeFile(keyPath(), damaged);
             expectRefusal();
             EXPECT_EQ(readFile(keyPath()), damaged);
         }
     }
-    writeFile(keyPath(), whole);
+    makeFile(keyPath(), whole);
     fs::permissions(keyPath(), fs::perms::group_read, fs::perm_options::add);
     expectRefusal();
     fs::permissions(keyPath(), fs::perms::group_read, fs::perm_options::remove);
@@ -95,28 +90,24 @@ TEST(Protect, DamagedKeyIsRefusedAndLeftAlone) {
 /// One process is stopped before every system call of its first use in turn; there a second one makes the key, or
 /// waits for it.
 TEST(Protect, TwoProcessesAgreeOnOneKeyAtEveryMoment) {
-    const test::Scratch scratch;
-    const auto work = [&](const char *name) { writeFile(scratch.path(name), protect(name).value_or("")); };
-    bool ended = false;
-    for (int moment = 0; !ended; ++moment) {
-        fs::remove_all(keyFolder());
-        test::TracedProcess first([&] { work("first"); });
-        ended = !first.steps(2 * moment + 1);
-        test::TracedProcess second([&] { work("second"); });
-        while (second.step() && second.call() != SYS_clock_nanosleep) {
-        }
-        ASSERT_TRUE(first.finish());
-        ASSERT_TRUE(second.finish());
-        for (const char *name : {"first", "second"})
-            ASSERT_EQ(unprotect(scratch.read(name)), name) << moment;
-    }
+    const Scratch scratch;
+    const auto work = [&](const char *name) { makeFile(scratch.path(name), protect(name).value_or("")); };
+    atEveryCall([] { fs::remove_all(keyFolder()); }, [&] { work("first"); },
+                [&](TracedProcess &first) {
+                    TracedProcess second([&] { work("second"); });
+                    while (second.step() && second.call() != SYS_clock_nanosleep) {
+                    }
+                    ASSERT_TRUE(first.finish() && second.finish());
+                    ASSERT_EQ(unprotect(scratch.read("second")), "second");
+                },
+                [&] { ASSERT_EQ(unprotect(scratch.read("first")), "first"); });
 }
 
 TEST(Protect, FullDiskLeavesNoKey) {
-    test::runIsolated(test::Isolation::ProcessesAndPlaces, [] {
+    runIsolated(Isolation::ProcessesAndPlaces, [] {
         ASSERT_EQ(mkdir(keyFolder().c_str(), S_IRWXU), 0) << keyFolder();
         ASSERT_EQ(mount("tmpfs", keyFolder().c_str(), "tmpfs", MS_NOSUID, "size=64k,mode=700"), 0);
-        writeFile(keyFolder() + "/filler", std::string(64 * 1024, 'x'));
+        makeFile(keyFolder() + "/filler", std::string(64 * 1024, 'x'));
         EXPECT_FALSE(protect("a"));
         EXPECT_EQ(std::distance(fs::directory_iterator(keyFolder()), {}), 1);
         fs::remove(keyFolder() + "/filler");

@@ -4,10 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <sstream>
-#include <vector>
-
 #include <sys/wait.h>
 
 namespace dm {
@@ -78,38 +74,6 @@ TEST(Sharing, ReplacementTakesNothingFromWhoReadsTheOldFile) {
     DWORD read = 0;
     EXPECT_TRUE(ReadFile(reader.get(), text, sizeof text, &read, nullptr));
     EXPECT_EQ(std::string(text, read), "old");
-}
-
-TEST(Sharing, ProcessesAppendBesideEachOther) {
-    constexpr int processes = 4;
-    constexpr int lines = 500;
-    const Scratch scratch;
-    const OwnedHandle held = open(scratch, "log", FILE_APPEND_DATA, FILE_SHARE_READ, OPEN_ALWAYS);
-    ASSERT_TRUE(held);
-    std::vector<pid_t> children;
-    for (int number = 0; number < processes; ++number) {
-        children.push_back(fork());
-        ASSERT_GE(children.back(), 0);
-        if (children.back() != 0)
-            continue;
-        bool all = true;
-        for (int line = 0; line < lines; ++line) {
-            const OwnedHandle log = open(scratch, "log", FILE_APPEND_DATA, FILE_SHARE_READ, OPEN_ALWAYS);
-            all = all && log && write(log, std::string(100 + line % 7, static_cast<char>('a' + number)) + '\n');
-        }
-        _exit(all ? 0 : 1);
-    }
-    for (const pid_t child : children) {
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
-    }
-    std::istringstream log(scratch.read("log"));
-    std::string line;
-    int count = 0;
-    for (; std::getline(log, line); ++count)
-        ASSERT_TRUE(line.size() >= 100 && std::count(line.begin(), line.end(), line[0]) == std::ssize(line)) << line;
-    EXPECT_EQ(count, processes * lines);
 }
 
 } // namespace

@@ -4,19 +4,10 @@
 
 #include "trashed.h"
 
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
 namespace dm {
 namespace {
 
-namespace fs = std::filesystem;
-using test::homeTrash;
-using test::Scratch;
-using test::trashedIn;
-
-using Trashed = std::map<std::string, std::string>;
+using namespace test;
 
 ComOwner<IShellItem> recycleBin() {
     ComOwner<IShellItem> item;
@@ -54,11 +45,11 @@ struct NotingSink final : ITransferAdviseSink {
         return note(files == 0 ? 'b' : 'e');
     }
     HRESULT UpdateTransferState(DWORD state) override { return note(state == TS_PREPARING ? 'p' : 'P'); }
-    HRESULT ConfirmOverwrite(IShellItem *, IShellItem *, LPCWSTR) override { return note('o'); }
-    HRESULT ConfirmEncryptionLoss(IShellItem *) override { return note('l'); }
+    HRESULT ConfirmOverwrite(IShellItem *, IShellItem *, LPCWSTR) override { return note('?'); }
+    HRESULT ConfirmEncryptionLoss(IShellItem *) override { return note('?'); }
     HRESULT FileFailure(IShellItem *, LPCWSTR, HRESULT, LPWSTR, ULONG) override { return note('f'); }
-    HRESULT SubStreamFailure(IShellItem *, LPCWSTR, HRESULT) override { return note('s'); }
-    HRESULT PropertyFailure(IShellItem *, const PROPERTYKEY *, HRESULT) override { return note('y'); }
+    HRESULT SubStreamFailure(IShellItem *, LPCWSTR, HRESULT) override { return note('?'); }
+    HRESULT PropertyFailure(IShellItem *, const PROPERTYKEY *, HRESULT) override { return note('?'); }
 };
 
 /// Recycles one file of a scratch folder.
@@ -116,7 +107,7 @@ TEST(ShellItems, ASinkEndsTheTransferUpToTheRename) {
         EXPECT_EQ(recycle(scratch, "film", sink), failing < 4 ? E_ABORT : S_OK);
         EXPECT_EQ(sink.calls, std::string("pPbe").substr(0, failing));
         EXPECT_EQ(scratch.exists("film"), failing < 4);
-        EXPECT_EQ(trashedIn(homeTrash()), failing < 4 ? Trashed() : Trashed({{scratch.path("film"), "film"}}));
+        EXPECT_EQ(trashedIn(homeTrash()), failing < 4 ? Tree() : Tree({{scratch.path("film"), "film"}}));
         EXPECT_TRUE(failing == 4 || !fs::exists(homeTrash()) || fs::is_empty(homeTrash() + "/info"));
     }
 }
@@ -146,7 +137,7 @@ TEST(ShellItems, WhatIsNoFileOrLiesInATrashStays) {
         EXPECT_EQ(source->RecycleItem(file.get(), recycleBin().get(), TSF_NORMAL, moved.out()),
                   HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED));
     }
-    EXPECT_EQ(trashedIn(homeTrash()), (Trashed{{scratch.path("film"), "film"}}));
+    EXPECT_EQ(trashedIn(homeTrash()), (Tree{{scratch.path("film"), "film"}}));
 }
 
 OwnedHandle openFolderAt(const WString &path) {
@@ -204,7 +195,7 @@ TEST(ShellItems, AnInfoFileSaysWhereAndWhen) {
     NotingSink sink;
     const std::time_t before = std::time(nullptr);
     ASSERT_EQ(recycle(scratch, "a%b \xC3\xBC~_.-", sink), S_OK);
-    const std::string info = test::contentOf(homeTrash() + "/info/a%b \xC3\xBC~_.-.trashinfo");
+    const std::string info = readFile(homeTrash() + "/info/a%b \xC3\xBC~_.-.trashinfo");
     const std::string start = "[Trash Info]\nPath=" + scratch.path("a%25b%20%C3%BC~_.-") + "\nDeletionDate=";
     ASSERT_TRUE(info.starts_with(start)) << info;
     std::tm told = {};

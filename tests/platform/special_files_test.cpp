@@ -5,39 +5,22 @@
 #include "engine/identity.h"
 #include "engine/paths.h"
 #include "engine/scanner.h"
+#include "files.h"
 #include "platform/linux/fd.h"
 #include "platform/win32.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <vector>
-
-#include <linux/fs.h>
 #include <sys/inotify.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/sysmacros.h>
 #include <sys/un.h>
 
 namespace dm {
 namespace {
 
-namespace fs = std::filesystem;
 using platform::Fd;
-using test::Isolation;
-using test::makeFile;
-using test::require;
-using test::runIsolated;
+using namespace test;
 
 const std::atomic<bool> goOn = false;
 constexpr uid_t ordinaryUser = 65534;
-
-void makeFlagged(const std::string &path, int flag) {
-    const Fd file(open(path.c_str(), O_RDONLY));
-    require(file && fchown(file.get(), ordinaryUser, ordinaryUser) == 0, path);
-    require(ioctl(file.get(), FS_IOC_SETFLAGS, &flag) == 0, "flag");
-}
 
 void makeBlockedReader(const std::string &path) {
     require(mkfifo(path.c_str(), 0666) == 0, path);
@@ -63,94 +46,39 @@ void makeSocket(const std::string &path) {
             path);
 }
 
-void mountOver(const std::string &path, const std::string &source) {
-    const bool bind = source != "tmpfs";
-    require(mount(source.c_str(), path.c_str(), bind ? nullptr : "tmpfs", bind ? MS_BIND : 0, nullptr) == 0, path);
-}
-
 const struct Row {
     const char *name;
     bool onlyRoot; ///< can make it
-    void (*make)(const std::string &folder);
+    void (*make)(const std::string &path);
+    const char *commands; ///< in a folder; $out is one beside it
     std::uint64_t skipped;
 } rows[] = {
-    {"named pipe with a process that waits for its reader", false,
-     [](const std::string &folder) { makeBlockedReader(folder + "/pipe"); }, 1},
-    {"socket", false, [](const std::string &folder) { makeSocket(folder + "/socket"); }, 1},
-    {"devices", true,
-     [](const std::string &folder) {
-         require(mknod((folder + "/null").c_str(), S_IFCHR | 0666, makedev(1, 3)) == 0, "null");
-         require(mknod((folder + "/loop").c_str(), S_IFBLK | 0666, makedev(7, 0)) == 0, "loop");
-     },
-     2},
-    {"mount point", false,
-     [](const std::string &folder) {
-         fs::create_directory(folder + "/disk");
-         mountOver(folder + "/disk", "tmpfs");
-         makeFile(folder + "/disk/old");
-     },
-     1},
-    {"mounted file", false,
-     [](const std::string &folder) {
-         makeFile(folder + "/below");
-         makeFile(folder + "-outside/above");
-         mountOver(folder + "/below", folder + "-outside/above");
-     },
-     1},
-    {"links", false,
-     [](const std::string &folder) {
-         makeFile(folder + "-outside/old");
-         fs::create_symlink(folder + "-outside/old", folder + "/to a file");
-         fs::create_directory_symlink(folder + "-outside", folder + "/to a folder");
-         fs::create_symlink("nowhere", folder + "/to nowhere");
-         fs::create_symlink("to itself", folder + "/to itself");
-     },
+    {"named pipe with a process that waits for its reader", false, makeBlockedReader, ":", 1},
+    {"socket", false, makeSocket, ":", 1},
+    {"devices", true, nullptr, "mknod -m 666 null c 1 3; mknod -m 666 loop b 7 0", 2},
+    {"mount point", true, nullptr,
+     "mkdir disk; mount -t tmpfs tmpfs disk; touch -d 2001-01-01 disk/old; chown -R 65534:65534 .", 1},
+    {"mounted file", true, nullptr,
+     "mkdir $out; touch -d 2001-01-01 $out/above below; mount --bind $out/above below; chown -R 65534:65534 . $out", 1},
+    {"links", false, nullptr,
+     "mkdir $out; echo > $out/old; ln -s $out/old 'to a file'; ln -s $out 'to a folder'; ln -s nowhere 'to nowhere'; "
+     "ln -s itself itself",
      4},
-    {"folders that cannot be listed", false,
-     [](const std::string &folder) {
-         for (const char *name : {"/closed/old", "/.dustmere-x/old"})
-             makeFile(folder + name);
-         fs::permissions(folder + "/closed", fs::perms::none);
-         fs::permissions(folder + "/.dustmere-x", fs::perms::owner_write | fs::perms::owner_exec);
-     },
-     2},
-    {"file of another user in a folder of this one", true,
-     [](const std::string &folder) {
-         makeFile(folder + "/theirs");
-         require(chown((folder + "/theirs").c_str(), 1, 1) == 0, "theirs");
-     },
-     1},
-    {"what is immutable or takes additions only", true,
-     [](const std::string &folder) {
-         for (const char *name : {"/immutable", "/additions", "/fixed/old", "/growing/old"}) {
-             makeFile(folder + name);
-             require(chown((folder + name).c_str(), ordinaryUser, ordinaryUser) == 0, name);
-         }
-         for (const auto &[name, flag] : {std::pair("/immutable", FS_IMMUTABLE_FL),
-                                          {"/additions", FS_APPEND_FL},
-                                          {"/fixed", FS_IMMUTABLE_FL},
-                                          {"/growing", FS_APPEND_FL}})
-             makeFlagged(folder + name, flag);
-     },
+    {"folders that cannot be listed", false, nullptr,
+     "mkdir closed .dustmere-x; echo > closed/old; echo > .dustmere-x/old; chmod 0 closed; chmod 300 .dustmere-x", 2},
+    {"file of another user in a folder of this one", true, nullptr, "touch -d 2001-01-01 theirs; chown 1:1 theirs", 1},
+    {"what is immutable or takes additions only", true, nullptr,
+     "mkdir fixed growing; touch immutable additions fixed/old growing/old; touch -d 2001-01-01 * */old; "
+     "chown -R 65534:65534 .; chattr +i immutable fixed; chattr +a additions growing",
      4},
 };
 
-using State = std::array<long, 10>;
-
 /// What a mere look must leave as it is; nothing of what this user cannot reach.
-State stateOf(const std::string &path) {
-    struct stat status = {};
-    require(lstat(path.c_str(), &status) == 0 || errno == EACCES, path);
-    return {static_cast<long>(status.st_ino),
-            static_cast<long>(status.st_mode),
-            static_cast<long>(status.st_nlink),
-            static_cast<long>(status.st_uid),
-            status.st_size,
-            status.st_mtim.tv_sec,
-            status.st_mtim.tv_nsec,
-            status.st_ctim.tv_sec,
-            status.st_ctim.tv_nsec,
-            status.st_atim.tv_sec};
+struct statx stateOf(const std::string &path) {
+    struct statx state = {};
+    require(statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS, &state) == 0 || errno == EACCES,
+            path);
+    return state;
 }
 
 /// One row on the disk: a folder with what the row makes in it, and a plain old file.
@@ -163,7 +91,9 @@ struct Made {
         : row(rowToMake), folder("/var/tmp/" + std::to_string(&row - rows)) {
         fs::create_directory(folder);
         require(chown(folder.c_str(), user, user) == 0, folder);
-        row.make(folder);
+        if (row.make != nullptr)
+            row.make(folder + "/special");
+        require(runIn(folder, "out=" + folder + "-outside; " + row.commands), row.name);
         for (const std::string &base : {folder, folder + "-outside"}) {
             if (!fs::exists(base))
                 continue;
@@ -205,17 +135,17 @@ TEST(SpecialFiles, AreCountedAndNeitherOpenedNorFollowedNorRemoved) {
     runIsolated(Isolation::ProcessesAndPlaces, [] {
         const bool isRoot = geteuid() == 0;
         const uid_t user = isRoot ? ordinaryUser : geteuid();
-        test::enterEmptyMachine(user);
+        enterEmptyMachine(user);
         const Fd events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
         std::vector<Made> all;
         for (const Row &row : rows)
             if (isRoot || !row.onlyRoot)
                 all.emplace_back(row, user, events.get());
-        ASSERT_TRUE(test::becomeOrdinaryUser(user));
+        ASSERT_TRUE(becomeOrdinaryUser(user));
 
         for (const Made &made : all) {
             SCOPED_TRACE(made.row.name);
-            std::vector<State> states;
+            std::vector<struct statx> states;
             for (const std::string &path : made.paths)
                 states.push_back(stateOf(path));
             const ScanResult scan = scanRoot(platform::drivePath(made.folder), goOn);
@@ -223,8 +153,10 @@ TEST(SpecialFiles, AreCountedAndNeitherOpenedNorFollowedNorRemoved) {
             EXPECT_EQ(platform::linuxPath(scan.entries.front().path), made.folder + "/plain");
             EXPECT_EQ(scan.skipped, made.row.skipped);
             EXPECT_EQ(scan.errors, 0U);
-            for (std::size_t index = 0; index < made.paths.size(); ++index)
-                EXPECT_EQ(stateOf(made.paths[index]), states[index]) << made.paths[index];
+            for (std::size_t index = 0; index < made.paths.size(); ++index) {
+                const struct statx now = stateOf(made.paths[index]);
+                EXPECT_EQ(std::memcmp(&now, &states[index], sizeof now), 0) << made.paths[index];
+            }
 
             CleanResult result;
             for (const std::string &path : made.paths)
@@ -235,10 +167,12 @@ TEST(SpecialFiles, AreCountedAndNeitherOpenedNorFollowedNorRemoved) {
             EXPECT_EQ(result.errors, 0U);
             deleteEntry(scan.entries.front(), scan.roots.front(), true, goOn, result, {});
             EXPECT_EQ(result.filesDeleted, 1U);
-            for (std::size_t index = 0; index < made.paths.size(); ++index)
-                EXPECT_TRUE(
-                    std::equal(states[index].begin(), states[index].begin() + 4, stateOf(made.paths[index]).begin()))
+            for (std::size_t index = 0; index < made.paths.size(); ++index) {
+                const struct statx now = stateOf(made.paths[index]);
+                EXPECT_TRUE(now.stx_ino == states[index].stx_ino && now.stx_mode == states[index].stx_mode &&
+                            now.stx_nlink == states[index].stx_nlink && now.stx_uid == states[index].stx_uid)
                     << made.paths[index];
+            }
             char event[4096];
             EXPECT_EQ(read(events.get(), event, sizeof event), -1) << "something was opened";
         }

@@ -5,33 +5,19 @@
 #include "platform/win32.h"
 
 #include "namespaces.h"
-#include "scratch.h"
+#include "traced.h"
+#include "trashed.h"
 
-#include <gtest/gtest.h>
+#include <set>
 
-#include <algorithm>
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <linux/filter.h>
-#include <linux/fs.h>
-#include <linux/seccomp.h>
 #include <sys/file.h>
-#include <sys/ioctl.h>
 #include <sys/mount.h>
-#include <sys/ptrace.h>
 #include <sys/resource.h>
 
 namespace dm {
 namespace {
 
-namespace fs = std::filesystem;
-using namespace std::chrono_literals;
-using test::require;
-using test::Scratch;
+using namespace test;
 
 /// A query looks at all volumes of the machine: whatever trash they have is covered first, in a mount table that only
 /// this test sees. (The volumes are read from that table, so nothing of the machine is left but the empty cover.)
@@ -49,12 +35,8 @@ void coverForeignTrashes() {
     }
 }
 
-std::string homeTrash() {
-    return platform::baseFolders().dataHome + "/Trash";
-}
-
 void inTrashOfItsOwn(const std::function<void()> &inside) {
-    test::runIsolated(test::Isolation::Processes, [&inside] {
+    runIsolated(Isolation::Processes, [&inside] {
         coverForeignTrashes();
         if (testing::Test::IsSkipped())
             return;
@@ -64,71 +46,26 @@ void inTrashOfItsOwn(const std::function<void()> &inside) {
     });
 }
 
-/// Permissions bind no root: the same as somebody whom they bind, who gets the home folder's trash.
-void inTrashOfOrdinaryUser(const std::function<void()> &inside) {
-    inTrashOfItsOwn([&inside] {
-        const std::string &base = platform::baseFolders().dataHome;
-        const bool root = geteuid() == 0;
-        require(!root ||
-                    (chown(base.c_str(), 65534, 65534) == 0 && chmod(fs::path(base).parent_path().c_str(), 0711) == 0),
-                base);
-        require(test::becomeOrdinaryUser(), "an ordinary user");
-        inside();
-    });
+/// Commands in a trash; "bin PATH CONTENT" makes a trashed file, or one in a trashed folder.
+void inTrash(const std::string &trash, const std::string &commands) {
+    fs::create_directories(trash + "/files");
+    fs::create_directories(trash + "/info");
+    require(runIn(trash, "bin() { mkdir -p \"$(dirname \"files/$1\")\"; printf %s \"${2-content}\" > \"files/$1\"; "
+                         "echo > \"info/${1%%/*}.trashinfo\"; }; " +
+                             commands),
+            commands);
 }
 
-void write(const fs::path &path, std::string_view content = "content") {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-    require(fs::exists(path), path);
-}
+using Names = std::set<std::string>;
 
-void writeInfo(const std::string &trash, const std::string &name, std::chrono::nanoseconds age = 0s) {
-    const fs::path info = fs::path(trash) / "info" / (name + ".trashinfo");
-    write(info, "[Trash Info]\nPath=/somewhere/" + name + "\nDeletionDate=2026-01-01T00:00:00\n");
-    fs::last_write_time(info, fs::file_time_type::clock::now() - age);
-}
-
-/// A trashed file, or one in a trashed folder.
-void trashFile(const std::string &trash, const std::string &name, std::string_view content = "content") {
-    write(fs::path(trash) / "files" / name, content);
-    writeInfo(trash, name.substr(0, name.find('/')));
-}
-
-/// Everything below a path: contents of files, targets of links.
-std::map<std::string, std::string> treeOf(const fs::path &root) {
-    std::map<std::string, std::string> tree;
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(root)) {
-        std::string &content = tree[entry.path().lexically_relative(root)];
-        if (entry.is_symlink()) {
-            content = fs::read_symlink(entry.path());
-        } else if (entry.is_regular_file()) {
-            std::ifstream file(entry.path());
-            content.assign(std::istreambuf_iterator<char>(file), {});
-        }
-    }
-    return tree;
-}
-
-std::vector<std::string> namesIn(const fs::path &folder) {
-    std::vector<std::string> names;
+Names namesIn(const fs::path &folder) {
+    Names names;
     for (const fs::directory_entry &entry : fs::directory_iterator(folder))
-        names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
+        names.insert(entry.path().filename());
     return names;
 }
 
-using Names = std::vector<std::string>;
-
-struct Figures {
-    LONGLONG items;
-    LONGLONG bytes;
-    bool operator==(const Figures &) const = default;
-};
-
-std::ostream &operator<<(std::ostream &stream, const Figures &figures) {
-    return stream << figures.items << " items of " << figures.bytes << " bytes";
-}
+using Figures = std::pair<LONGLONG, LONGLONG>; ///< items and bytes
 
 Figures query(LPCWSTR root = nullptr) {
     SHQUERYRBINFO info{24, -1, -1};
@@ -153,7 +90,7 @@ std::string trashOn(const std::string &volume) {
 TEST(Trash, ItemsOfEveryKindAreCountedAndRemovedAndNothingThatLinksLeadTo) {
     inTrashOfItsOwn([] {
         const std::string trash = homeTrash();
-        const fs::path files = fs::path(trash) / "files";
+        const fs::path files = trash + "/files";
         EXPECT_EQ(query(), (Figures{0, 0})) << "no trash yet";
         EXPECT_EQ(emptyBin(), S_OK);
         EXPECT_FALSE(fs::exists(trash));
@@ -161,19 +98,11 @@ TEST(Trash, ItemsOfEveryKindAreCountedAndRemovedAndNothingThatLinksLeadTo) {
         const Scratch outside;
         outside.file("kept/file");
         outside.file("linked twice");
-        const auto kept = treeOf(outside.path());
-        trashFile(trash, "file", "12345");
-        trashFile(trash, "folder/sub/file", "1234567");
-        trashFile(trash, "\xff no UTF-8: %\n", "1");
-        fs::create_directory_symlink(outside.path("kept"), files / "folder/link");
-        fs::create_directory_symlink(outside.path("kept"), files / "link");
-        fs::create_symlink("nowhere", files / "dangling");
-        fs::create_hard_link(outside.path("linked twice"), files / "hard link");
-        fs::create_directory(files / std::string(255, 'n'));
-        require(mkfifo((files / "fifo").c_str(), 0600) == 0, "fifo");
-        write(files / "sparse");
-        fs::resize_file(files / "sparse", 1 << 20);
-        write(fs::path(trash) / "directorysizes", "7 1 folder\n");
+        const Tree kept = treeOf(outside.path());
+        inTrash(trash, "out=" + outside.path() + R"sh(; bin file 12345; bin folder/sub/file 1234567
+            bin "$(printf '\377 no UTF-8: %%\n.')" 1; ln -s $out/kept files/folder/link; ln -s $out/kept files/link
+            ln -s nowhere files/dangling; ln "$out/linked twice" 'files/hard link'; mkdir files/$(printf '%0255d' 0)
+            mkfifo files/fifo; truncate -s 1M files/sparse; echo 7 1 folder > directorysizes)sh");
 
         EXPECT_EQ(query(), (Figures{9, 5 + 7 + 1 + 7 + (1 << 20)}));
         EXPECT_EQ(emptyBin(), S_OK);
@@ -191,19 +120,18 @@ TEST(Trash, EachVolumeHasItsTrashesAndOnlyRealOnesOfThisUserCount) {
         const std::string first = mountVolume(scratch, "first");
         const std::string second = mountVolume(scratch, "second");
         const std::string third = mountVolume(scratch, "third");
-        trashFile(homeTrash(), "at home", "1");
-        trashFile(first + "/.Trash/" + user, "shared", "12");
-        require(chmod((first + "/.Trash").c_str(), 01777) == 0, "sticky");
-        trashFile(trashOn(first), "own", "1234");
-        trashFile(trashOn(second), "own", "12345678");
-        // No trash: without the sticky bit, behind links, of somebody else.
-        trashFile(second + "/.Trash/" + user, "kept");
-        fs::create_directory_symlink(second + "/.Trash", third + "/.Trash");
-        fs::create_directory_symlink(second + "/.Trash/" + user, trashOn(third));
-        const auto kept = treeOf(second + "/.Trash");
-        const auto linked = treeOf(third);
         const std::string fourth = mountVolume(scratch, "fourth");
-        trashFile(trashOn(fourth), "kept");
+        const std::string shared = "/.Trash/" + user;
+        inTrash(homeTrash(), "bin 'at home' 1");
+        inTrash(first + shared, "bin shared 12; chmod 1777 ..");
+        inTrash(trashOn(first), "bin own 1234");
+        inTrash(trashOn(second), "bin own 12345678");
+        // No trash: without the sticky bit, behind links, of somebody else.
+        inTrash(second + shared, "bin kept");
+        fs::create_directory_symlink(second + "/.Trash", third + "/.Trash");
+        fs::create_directory_symlink(second + shared, trashOn(third));
+        const Tree kept = treeOf(second + "/.Trash");
+        inTrash(trashOn(fourth), "bin kept");
         const bool ofOther = chown(trashOn(fourth).c_str(), geteuid() + 1, static_cast<gid_t>(-1)) == 0;
         if (!ofOther)
             fs::remove_all(trashOn(fourth));
@@ -219,11 +147,11 @@ TEST(Trash, EachVolumeHasItsTrashesAndOnlyRealOnesOfThisUserCount) {
         EXPECT_EQ(emptyBin(), S_OK);
         EXPECT_EQ(query(), (Figures{0, 0}));
         EXPECT_EQ(treeOf(second + "/.Trash"), kept);
-        EXPECT_EQ(treeOf(third), linked);
+        EXPECT_TRUE(fs::is_symlink(third + "/.Trash") && fs::is_symlink(trashOn(third)));
         EXPECT_EQ(fs::exists(trashOn(fourth) + "/files/kept"), ofOther);
 
-        trashFile(trashOn(first), "taken away");
-        EXPECT_EQ(query().items, 1);
+        inTrash(trashOn(first), "bin 'taken away'");
+        EXPECT_EQ(query().first, 1);
         require(umount2(first.c_str(), MNT_DETACH) == 0, "unmount");
         EXPECT_TRUE(FAILED(emptyBin())) << "What is away is not gone";
     });
@@ -232,19 +160,13 @@ TEST(Trash, EachVolumeHasItsTrashesAndOnlyRealOnesOfThisUserCount) {
 TEST(Trash, OnlyWhatTheLastQueryCountedIsRemoved) {
     inTrashOfItsOwn([] {
         const std::string trash = homeTrash();
-        const fs::path files = fs::path(trash) / "files";
-        for (const char *name : {"counted", "restored", "replaced", "grown/file", "exchanged/file"})
-            trashFile(trash, name);
+        const fs::path files = trash + "/files";
+        inTrash(trash, "for name in counted restored replaced grown/file exchanged/file; do bin $name; done");
         EXPECT_EQ(emptyBin(), S_OK) << "nothing was counted yet";
-        EXPECT_EQ(query().items, 5);
-        trashFile(trash, "new");
-        fs::rename(files / "restored", trash + "/../restored");
-        fs::remove(files / "replaced");
-        trashFile(trash, "replaced", "another");
-        write(files / "grown/deep/file");
-        write(files / "exchanged/another file");
-        fs::rename(files / "exchanged/another file", files / "exchanged/file");
-        const auto before = treeOf(trash);
+        EXPECT_EQ(query().first, 5);
+        inTrash(trash, "bin new; mv files/restored ..; cp files/replaced x; mv x files/replaced; bin grown/deep/file; "
+                       "bin exchanged/another; cd files/exchanged; mv another file");
+        const Tree before = treeOf(trash);
 
         EXPECT_EQ(emptyBin(), HRESULT_FROM_WIN32(ERROR_FILE_INVALID));
         EXPECT_EQ(namesIn(files), (Names{"exchanged", "grown", "new", "replaced"}));
@@ -252,7 +174,7 @@ TEST(Trash, OnlyWhatTheLastQueryCountedIsRemoved) {
         expected.erase("files/counted");
         expected.erase("info/counted.trashinfo");
         EXPECT_EQ(treeOf(trash), expected);
-        EXPECT_EQ(query().items, 4);
+        EXPECT_EQ(query().first, 4);
         EXPECT_EQ(emptyBin(), S_OK);
         EXPECT_EQ(namesIn(files), Names());
         fs::remove(trash + "/../restored");
@@ -263,21 +185,18 @@ TEST(Trash, AnItemThatCannotGoWholeStaysWholeAndTheOthersGo) {
     inTrashOfItsOwn([] {
         const Scratch scratch;
         const std::string trash = trashOn(mountVolume(scratch, "volume"));
-        const fs::path files = fs::path(trash) / "files";
-        trashFile(trash, "first");
-        trashFile(trash, "with mount/file");
-        trashFile(trash, "with mounted file/file");
-        trashFile(trash, "zz last");
+        const fs::path files = trash + "/files";
+        inTrash(trash, "bin first; bin 'with mount/file'; bin 'with mounted file/file'; bin 'zz last'");
         for (const char *point : {"with mount/sub/point", "mount"}) {
             fs::create_directories(files / point);
             require(mount("tmpfs", (files / point).c_str(), "tmpfs", 0, nullptr) == 0, point);
-            write(files / point / "precious");
+            makeFile(files / point / "precious");
         }
         const fs::path mountedFile = files / "with mounted file/file";
         require(mount(scratch.file("bound").c_str(), mountedFile.c_str(), nullptr, MS_BIND, nullptr) == 0, "bind");
         auto expected = treeOf(files);
 
-        EXPECT_EQ(query().items, 5);
+        EXPECT_EQ(query().first, 5);
         EXPECT_TRUE(FAILED(emptyBin()));
         expected.erase("first");
         expected.erase("zz last");
@@ -289,56 +208,45 @@ TEST(Trash, AnItemThatCannotGoWholeStaysWholeAndTheOthersGo) {
 TEST(Trash, AnItemWithAnImmutableFileStaysWhole) {
     inTrashOfItsOwn([] {
         const std::string trash = homeTrash();
-        trashFile(trash, "folder/file");
-        trashFile(trash, "folder/sub/immutable");
-        const platform::Fd file(open((trash + "/files/folder/sub/immutable").c_str(), O_RDONLY | O_CLOEXEC));
-        const int on = FS_IMMUTABLE_FL;
-        const int off = 0;
-        if (ioctl(file.get(), FS_IOC_SETFLAGS, &on) != 0)
+        inTrash(trash, "bin folder/file; bin folder/sub/immutable");
+        if (!runIn(trash, "chattr +i files/folder/sub/immutable"))
             GTEST_SKIP() << "This process cannot make a file immutable.";
-        const auto before = treeOf(trash);
+        const Tree before = treeOf(trash);
         query();
-        const HRESULT result = emptyBin();
-        const auto after = treeOf(trash);
-        ioctl(file.get(), FS_IOC_SETFLAGS, &off);
-        EXPECT_EQ(result, HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
-        EXPECT_EQ(after, before);
+        EXPECT_EQ(emptyBin(), HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+        EXPECT_EQ(treeOf(trash), before);
+        EXPECT_TRUE(runIn(trash, "chattr -i files/folder/sub/immutable"));
     });
 }
 
 TEST(Trash, InfoFilesWithoutFilesGoWhenNobodyCanBeTrashingThatFile) {
     inTrashOfItsOwn([] {
         const std::string trash = homeTrash();
-        fs::create_directories(trash + "/files");
-        writeInfo(trash, "old", 25h);
-        writeInfo(trash, "young", 23h);
-        writeInfo(trash, "of the future", -25h);
-        writeInfo(trash, "kept", 25h);
+        inTrash(trash, "cd info; for name in 25,kept 25,old 23,young -25,future; do echo > ${name#*,}.trashinfo; "
+                       "touch -d \"${name%,*} hours ago\" ${name#*,}.trashinfo; done");
         EXPECT_EQ(query(), (Figures{0, 0}));
-        write(trash + "/files/kept");
+        makeFile(trash + "/files/kept");
         EXPECT_EQ(emptyBin(), S_OK);
-        EXPECT_EQ(namesIn(trash + "/info"), (Names{"kept.trashinfo", "of the future.trashinfo", "young.trashinfo"}));
+        EXPECT_EQ(namesIn(trash + "/info"), (Names{"future.trashinfo", "kept.trashinfo", "young.trashinfo"}));
     });
 }
 
 TEST(Trash, ClosedFoldersOfThisUserAreEmptied) {
-    inTrashOfOrdinaryUser([] {
+    inTrashOfItsOwn([] {
+        const std::string &base = platform::baseFolders().dataHome;
+        if (geteuid() == 0)
+            require(runIn(base, "chown 65534:65534 . && chmod 0711 .."), base);
+        ASSERT_TRUE(becomeOrdinaryUser());
         const std::string trash = homeTrash();
-        const fs::path files = fs::path(trash) / "files";
-        trashFile(trash, "read-only/sub/file", "123");
-        trashFile(trash, "closed/file");
-        trashFile(trash, "outer/closed/file");
-        fs::permissions(files / "read-only/sub", fs::perms(0555));
-        for (const char *closed : {"read-only", "closed", "outer/closed"})
-            fs::permissions(files / closed, fs::perms(*closed == 'r' ? 0555 : 0));
+        const fs::path files = trash + "/files";
+        inTrash(trash, "bin read-only/sub/file 123; bin closed/file; bin outer/closed/file; cd files; "
+                       "chmod 555 read-only/sub read-only; chmod 0 closed outer/closed");
         EXPECT_EQ(query(), (Figures{3, 3}));
         EXPECT_EQ(emptyBin(), S_OK);
         EXPECT_EQ(namesIn(files), Names());
 
-        trashFile(trash, "read-only/file");
-        fs::permissions(files / "read-only", fs::perms(0555));
-        fs::permissions(files, fs::perms(0500));
-        EXPECT_EQ(query().items, 1);
+        inTrash(trash, "bin read-only/file; chmod 555 files/read-only; chmod 500 files");
+        EXPECT_EQ(query().first, 1);
         EXPECT_EQ(emptyBin(), HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
         EXPECT_EQ(fs::status(files / "read-only").permissions(), fs::perms(0555)) << "as it was";
         fs::permissions(files / "read-only", fs::perms(0755));
@@ -355,7 +263,7 @@ TEST(Trash, ClosedFoldersOfThisUserAreEmptied) {
 TEST(Trash, NoDepthIsTooDeep) {
     inTrashOfItsOwn([] {
         const std::string trash = homeTrash();
-        trashFile(trash, "deep/file", "1");
+        inTrash(trash, "bin deep/file 1");
         platform::Fd folder(open((trash + "/files/deep").c_str(), O_PATH | O_CLOEXEC));
         constexpr int depth = 1000;
         const std::string name = "a folder";
@@ -378,27 +286,24 @@ TEST(Trash, AFullVolumeIsEmptied) {
         const Scratch scratch;
         const std::string volume = mountVolume(scratch, "volume", "mode=777,nr_inodes=50");
         const std::string trash = trashOn(volume);
-        trashFile(trash, "file");
-        trashFile(trash, "folder/sub/file");
-        for (int number = 0; platform::Fd(creat((volume + "/" + std::to_string(number)).c_str(), 0600)); ++number)
-            ASSERT_LT(number, 50);
-        ASSERT_EQ(mkdir((volume + "/folder").c_str(), 0700), -1) << "not full";
-        EXPECT_EQ(query().items, 2);
+        inTrash(trash, "bin file; bin folder/sub/file");
+        ASSERT_FALSE(runIn(volume, "for number in $(seq 50); do echo > $number; done")) << "not full";
+        EXPECT_EQ(query().first, 2);
         EXPECT_EQ(emptyBin(), S_OK);
-        EXPECT_EQ(treeOf(trash), (std::map<std::string, std::string>{{"files", ""}, {"info", ""}}));
+        EXPECT_EQ(treeOf(trash), (Tree{{"files", ""}, {"info", ""}}));
     });
 }
 
 TEST(Trash, BadArgumentsAndABusyTrashAreRefused) {
     inTrashOfItsOwn([] {
         const std::string trash = homeTrash();
-        trashFile(trash, "file");
+        inTrash(trash, "bin file");
         SHQUERYRBINFO info{23, -1, -1};
         EXPECT_EQ(SHQueryRecycleBinW(nullptr, &info), E_INVALIDARG);
         EXPECT_EQ(info.i64NumItems, -1);
         EXPECT_EQ(SHQueryRecycleBinW(nullptr, nullptr), E_INVALIDARG);
         info.cbSize = 24;
-        EXPECT_EQ(query(W("")).items, 1);
+        EXPECT_EQ(query(W("")).first, 1);
         for (LPCWSTR root : {W("?:\\"), W("B:\\"), W("file")}) {
             EXPECT_EQ(SHQueryRecycleBinW(root, &info), HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
             EXPECT_EQ(emptyBin(root), HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
@@ -415,88 +320,37 @@ TEST(Trash, BadArgumentsAndABusyTrashAreRefused) {
 
 TEST(Trash, WhatOtherProgramsTrashedIsEmptiedInTheirEyesToo) {
     inTrashOfItsOwn([] {
-        if (std::system("command -v gio trash-put trash-list >/dev/null 2>&1") != 0)
+        if (!runIn("/", "command -v gio && command -v trash-put"))
             GTEST_SKIP() << "gio and trash-cli are not installed.";
         const std::string home = platform::baseFolders().home;
-        write(home + "/by gio", "12");
-        write(home + "/by trash-cli/file", "345");
-        ASSERT_EQ(std::system("cd \"$HOME\" && gio trash 'by gio' && trash-put 'by trash-cli'"), 0);
-        ASSERT_EQ(std::system("test \"$(trash-list | grep -c ' by ')\" = 0 && test \"$(trash-list | wc -l)\" = 2"), 0);
+        makeFile(home + "/by gio", "12");
+        makeFile(home + "/by trash-cli/file", "345");
+        ASSERT_TRUE(runIn(home, "gio trash 'by gio'; trash-put 'by trash-cli'; test $(trash-list | wc -l) = 2"));
         EXPECT_EQ(query(), (Figures{2, 5}));
         EXPECT_EQ(emptyBin(), S_OK);
-        EXPECT_EQ(std::system("test -z \"$(trash-list)\" && test -z \"$(ls \"$XDG_DATA_HOME/Trash/info\")\""), 0);
+        EXPECT_TRUE(runIn(homeTrash(), "test -z \"$(trash-list)\"; test -z \"$(ls info)\""));
     });
 }
 
-enum class Stepped { Ended, Stopped, NotAllowed };
-
-/// Has this process stop for its tracer before each system call between which the names in a trash can be looked at or
-/// changed.
-bool stopAtCalls() {
-    constexpr unsigned calls[] = {SYS_flock,   SYS_openat,    SYS_openat2, SYS_getdents64,
-                                  SYS_mkdirat, SYS_renameat2, SYS_unlinkat};
-    std::vector<sock_filter> filter = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
-    for (const unsigned call : calls) {
-        filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1));
-        filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRACE));
-    }
-    filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
-    const sock_fprog program = {static_cast<unsigned short>(filter.size()), filter.data()};
-    return ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0 && prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
-}
-
-/// Empties the bin in a process of its own, and calls `act` when that stops for the given time; Ended if it does not
-/// stop that often.
-Stepped emptyStepped(int stop, const std::function<void(pid_t)> &act, int &status) {
-    const pid_t child = fork();
-    require(child >= 0, "fork");
-    if (child == 0) {
-        // Both processes have the same store of random names, which this one uses up.
-        for (int name = 0; name < 256; ++name)
-            platform::randomName();
-        if (!stopAtCalls())
-            _exit(2);
-        raise(SIGSTOP);
-        _exit(emptyBin() == S_OK ? 0 : 1);
-    }
-    require(waitpid(child, &status, 0) == child, "wait");
-    if (!WIFSTOPPED(status))
-        return Stepped::NotAllowed;
-    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESECCOMP | PTRACE_O_EXITKILL);
-    int stops = 0;
-    while (WIFSTOPPED(status)) {
-        if (status >> 8 == (SIGTRAP | PTRACE_EVENT_SECCOMP << 8) && ++stops == stop)
-            act(child);
-        ptrace(PTRACE_CONT, child, nullptr, nullptr);
-        require(waitpid(child, &status, 0) == child, "wait");
-    }
-    return stops < stop ? Stepped::Ended : Stepped::Stopped;
-}
-
-/// For one stop after the other: `prepare` makes a trash, which is counted; the emptying is interfered with at that
-/// stop; `check` gets the exit status of the process that emptied.
-void atEveryStop(const std::function<void()> &prepare, const std::function<void(pid_t)> &act,
-                 const std::function<void(int status)> &check) {
-    int stop = 0;
-    for (Stepped result = Stepped::Stopped; result == Stepped::Stopped && !testing::Test::HasFailure();) {
+/// `prepare` makes a trash, which is counted; a process of its own empties it, and is interfered with at each call.
+void atEveryCall(const std::function<void()> &prepare, const std::function<void(TracedProcess &)> &act,
+                 const std::function<void()> &check) {
+    const auto prepareAndCount = [&] {
         fs::remove_all(homeTrash());
         prepare();
         query();
-        int status = 0;
-        result = emptyStepped(++stop, act, status);
-        if (result == Stepped::NotAllowed)
-            GTEST_SKIP() << "This process may not trace another.";
-        SCOPED_TRACE("at stop " + std::to_string(stop));
-        check(status);
-    }
-    EXPECT_GT(stop, 40) << "fewer stops than an emptying has steps";
+    };
+    const auto empty = [] {
+        // Both processes have the same store of random names, which this one uses up.
+        for (int name = 0; name < 256; ++name)
+            platform::randomName();
+        emptyBin();
+    };
+    EXPECT_GT(atEveryCall(prepareAndCount, empty, act, check), 60) << "fewer calls than an emptying has steps";
 }
 
 void trashFolderAndFile() {
-    trashFile(homeTrash(), "folder/file", "12");
-    trashFile(homeTrash(), "folder/sub/deep/file", "345");
-    trashFile(homeTrash(), "single", "6789");
+    inTrash(homeTrash(), "bin folder/file 12; bin folder/sub/deep/file 345; bin single 6789");
 }
 
 void expectEmptiedByTheNext() {
@@ -508,12 +362,12 @@ void expectEmptiedByTheNext() {
 
 TEST(Trash, KilledAnywhereItLeavesNoHalfItemAndNothingUncounted) {
     inTrashOfItsOwn([] {
-        const fs::path files = fs::path(homeTrash()) / "files";
+        const fs::path files = homeTrash() + "/files";
         trashFolderAndFile();
-        const auto whole = treeOf(files / "folder");
-        atEveryStop(
-            trashFolderAndFile, [](pid_t child) { kill(child, SIGKILL); },
-            [&](int) {
+        const Tree whole = treeOf(files / "folder");
+        atEveryCall(
+            trashFolderAndFile, [](TracedProcess &process) { process.endByKill(); },
+            [&] {
                 if (fs::exists(files / "folder")) {
                     EXPECT_EQ(treeOf(files / "folder"), whole);
                     EXPECT_TRUE(fs::exists(homeTrash() + "/info/folder.trashinfo"));
@@ -521,7 +375,7 @@ TEST(Trash, KilledAnywhereItLeavesNoHalfItemAndNothingUncounted) {
                 std::uintmax_t bytes = 0;
                 for (const auto &[name, content] : treeOf(homeTrash()))
                     bytes += name.starts_with("info/") ? 0 : content.size();
-                EXPECT_EQ(query().bytes, bytes);
+                EXPECT_EQ(static_cast<std::uintmax_t>(query().second), bytes);
                 expectEmptiedByTheNext();
             });
     });
@@ -530,19 +384,18 @@ TEST(Trash, KilledAnywhereItLeavesNoHalfItemAndNothingUncounted) {
 TEST(Trash, WhatIsRestoredMeanwhileIsRestoredWhole) {
     inTrashOfItsOwn([] {
         const Scratch scratch(platform::baseFolders().dataHome);
-        const fs::path files = fs::path(homeTrash()) / "files";
+        const fs::path files = homeTrash() + "/files";
         trashFolderAndFile();
-        const auto whole = treeOf(files / "folder");
+        const Tree whole = treeOf(files / "folder");
         int restored = 0;
-        atEveryStop(
+        atEveryCall(
             trashFolderAndFile,
-            [&](pid_t) { restored += rename((files / "folder").c_str(), scratch.path("folder").c_str()) == 0; },
-            [&](int status) {
-                EXPECT_EQ(WEXITSTATUS(status), 0);
+            [&](TracedProcess &) {
+                restored += rename((files / "folder").c_str(), scratch.path("folder").c_str()) == 0;
+            },
+            [&] {
                 EXPECT_EQ(namesIn(files), Names());
-                if (!scratch.exists("folder"))
-                    return;
-                EXPECT_EQ(treeOf(scratch.path("folder")), whole);
+                EXPECT_TRUE(!scratch.exists("folder") || treeOf(scratch.path("folder")) == whole);
                 fs::remove_all(scratch.path("folder"));
             });
         EXPECT_GT(restored, 0);
@@ -553,29 +406,27 @@ TEST(Trash, ExchangesMeanwhileCostNothingThatWasNotCounted) {
     inTrashOfItsOwn([] {
         const Scratch outside(platform::baseFolders().dataHome);
         const std::string files = homeTrash() + "/files";
+        platform::Fd held;
         const auto prepare = [&] {
-            trashFolderAndFile();
+            fs::remove_all(outside.path("precious"));
             outside.file("precious/sub/deep/file", "precious");
             outside.file("precious file", "precious");
+            trashFolderAndFile();
+            held = platform::Fd(open((files + "/folder").c_str(), O_PATH | O_CLOEXEC));
         };
         prepare();
-        const auto precious = treeOf(outside.path("precious"));
+        const Tree precious = treeOf(outside.path("precious"));
 
         // From inside, by a process that has held the folder open since before.
-        platform::Fd held;
         int exchanged = 0;
-        atEveryStop(
-            [&] {
-                prepare();
-                held = platform::Fd(open((files + "/folder").c_str(), O_PATH | O_CLOEXEC));
-            },
-            [&](pid_t) {
+        atEveryCall(
+            prepare,
+            [&](TracedProcess &) {
                 if (renameat(held.get(), "sub", held.get(), "moved") == 0)
                     exchanged += symlinkat(outside.path("precious").c_str(), held.get(), "sub") == 0;
             },
-            [&](int) {
+            [&] {
                 EXPECT_EQ(treeOf(outside.path("precious")), precious);
-                held.reset();
                 expectEmptiedByTheNext();
             });
         EXPECT_GT(exchanged, 0);
@@ -585,17 +436,15 @@ TEST(Trash, ExchangesMeanwhileCostNothingThatWasNotCounted) {
             const std::string item = files + '/' + counted;
             renameat2(AT_FDCWD, item.c_str(), AT_FDCWD, outside.path(other).c_str(), RENAME_EXCHANGE);
         };
-        atEveryStop(
+        atEveryCall(
             prepare,
-            [&](pid_t) {
+            [&](TracedProcess &) {
                 exchange("folder", "precious");
                 exchange("single", "precious file");
             },
-            [&](int) {
-                const bool folderStayed = treeOf(outside.path("precious")) == precious;
-                EXPECT_TRUE(folderStayed || treeOf(files + "/folder") == precious);
+            [&] {
+                EXPECT_TRUE(treeOf(outside.path("precious")) == precious || treeOf(files + "/folder") == precious);
                 EXPECT_TRUE(outside.read("precious file") == "precious" || treeOf(files)["single"] == "precious");
-                fs::remove_all(outside.path("precious"));
             });
     });
 }

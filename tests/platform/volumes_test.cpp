@@ -1,24 +1,19 @@
 #include "platform/linux/volumes.h"
 
+#include "files.h"
 #include "namespaces.h"
 #include "platform/linux/base_folders.h"
 #include "platform/places.h"
 #include "platform/win32.h"
-#include "scratch.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
 
 namespace dm::platform {
 namespace {
 
-using test::Isolation;
-using test::require;
-using test::Scratch;
+using namespace test;
 
 const std::vector<std::string> fixedPlaces = {"/tmp", "/var/tmp", "/home/ann/.cache/chromium/*/Code Cache"};
 
@@ -216,15 +211,11 @@ TEST(Volumes, LettersRunOut) {
     for (int index = 0; index < 40; ++index)
         table += std::to_string(index + 2) + " 1 259:" + std::to_string(index) + " / /disk" + std::to_string(index) +
                  " rw - ext4 /dev/x rw\n";
-    std::string letters;
-    std::string places;
-    for (const Volume &volume : Machine().letters(table)) {
-        letters += narrow(WString{volume.letter});
-        places += volume.mountPoint;
-    }
-    EXPECT_EQ(letters, "ABCDEFGHIJKLMNOPQRSTUVWXYZ");
-    EXPECT_TRUE(places.starts_with("/disk23/disk24//disk0/disk1/disk2")) << places;
-    EXPECT_TRUE(places.ends_with("/disk22")) << places;
+    const std::string letters = told(Machine().letters(table));
+    EXPECT_EQ(std::count(letters.begin(), letters.end(), '\n'), 26);
+    EXPECT_TRUE(
+        letters.starts_with("A: /disk23 fixed shown\nB: /disk24 fixed shown\nC: / fixed shown\nD: /disk0 fixed"));
+    EXPECT_TRUE(letters.ends_with("Z: /disk22 fixed shown\n"));
 }
 
 TEST(Volumes, LettersStayWhileMountsComeAndGo) {
@@ -237,12 +228,10 @@ TEST(Volumes, LettersStayWhileMountsComeAndGo) {
     const Machine machine;
     std::vector<Volume> known;
     const auto lettersNow = [&](const std::string &table) {
-        const std::vector<Volume> volumes = machine.letters(table, known);
         std::string letters;
-        for (const Volume &volume : volumes) {
+        for (const Volume &volume : machine.letters(table, known)) {
             letters += narrow(WString{volume.letter}) + volume.source + ' ';
-            if (std::none_of(known.begin(), known.end(),
-                             [&](const Volume &other) { return other.letter == volume.letter; }))
+            if (std::ranges::count(known, volume.letter, &Volume::letter) == 0)
                 known.push_back(volume);
         }
         return letters;
@@ -289,20 +278,17 @@ TEST(Volumes, DriveFunctions) {
     ASSERT_EQ(GetLogicalDriveStringsW(needed, buffer), needed - 1);
     const WString list(buffer, needed);
     EXPECT_NE(list.find(WString(W("C:\\\0"), 4)), WString::npos);
-    EXPECT_EQ(list.substr(list.size() - 2), WString(2, W('\0')));
-
-    EXPECT_EQ(GetDriveTypeW(W("C:")), UINT(DRIVE_NO_ROOT_DIR));
-    EXPECT_EQ(GetDriveTypeW(W("1:\\")), UINT(DRIVE_NO_ROOT_DIR));
-    EXPECT_EQ(GetDriveTypeW(nullptr), UINT(DRIVE_NO_ROOT_DIR));
+    EXPECT_TRUE(list.ends_with(WString(2, W('\0'))));
+    for (const WCHAR *none : {W("C:"), W("1:\\"), static_cast<const WCHAR *>(nullptr)})
+        EXPECT_EQ(GetDriveTypeW(none), UINT(DRIVE_NO_ROOT_DIR));
     ULARGE_INTEGER available, total, free;
     ASSERT_TRUE(GetDiskFreeSpaceExW(W("c:\\"), &available, &total, &free));
     EXPECT_TRUE(available.QuadPart <= free.QuadPart && free.QuadPart <= total.QuadPart && total.QuadPart > 0);
-    EXPECT_TRUE(GetDiskFreeSpaceExW(W("C:\\"), nullptr, nullptr, nullptr));
-    EXPECT_FALSE(GetDiskFreeSpaceExW(W("C:\\proc"), &available, nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD(ERROR_PATH_NOT_FOUND));
-    EXPECT_FALSE(GetDiskFreeSpaceExW(W("C:\\no such folder"), &available, nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
-    EXPECT_FALSE(GetDiskFreeSpaceExW(W("1:\\"), &available, nullptr, nullptr));
+    for (const auto &[path, error] :
+         {std::pair(W("C:\\proc"), ERROR_PATH_NOT_FOUND), {W("C:\\no such folder"), ERROR_FILE_NOT_FOUND}}) {
+        EXPECT_FALSE(GetDiskFreeSpaceExW(path, &available, nullptr, nullptr));
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(error));
+    }
 }
 
 void checkAgainstKernel() {
@@ -321,7 +307,7 @@ void checkAgainstKernel() {
 
 // The two fixed places are RAM disks here, so each stands as a folder in its drive's root.
 TEST(Volumes, MountsComeAndGo) {
-    test::runIsolated(Isolation::ProcessesAndPlaces, [] {
+    runIsolated(Isolation::ProcessesAndPlaces, [] {
         refreshVolumes();
         const WString temp = drivePath("/tmp");
         ASSERT_EQ(temp.substr(1), W(":\\tmp"));
@@ -367,19 +353,18 @@ TEST(Volumes, MountsComeAndGo) {
 }
 
 TEST(Volumes, SubvolumesThatHoldAScannedPlace) {
-    if (geteuid() != 0 || system("command -v mkfs.btrfs btrfs >/dev/null") != 0)
-        GTEST_SKIP() << "Only root can mount, and this needs btrfs.";
-    test::runIsolated(Isolation::ProcessesAndPlaces, [] {
+    runIsolated(Isolation::ProcessesAndPlaces, [] {
         const std::string cache = baseFolders().cacheHome;
         const Scratch scratch;
         const std::string image = scratch.file("image", "");
-        const std::string command = "set -e; truncate -s 200M " + image + "; mkfs.btrfs -q " + image + "; mkdir -p " +
-                                    cache + "; mount -o loop " + image + ' ' + cache + "; cd " + cache +
-                                    "; btrfs -q subvolume create mozilla; mkdir -p mozilla/firefox/me chromium/Default;"
-                                    "btrfs -q subvolume create mozilla/firefox/me/cache2;"
-                                    "btrfs -q subvolume create chromium/Default/Other";
-        if (system(command.c_str()) != 0)
-            GTEST_SKIP() << "btrfs cannot be mounted here.";
+        const std::string commands =
+            "truncate -s 200M " + image + "; mkfs.btrfs -q " + image + "; mkdir -p " + cache + "; mount -o loop " +
+            image + ' ' + cache + "; cd " + cache +
+            "; btrfs -q subvolume create mozilla; mkdir -p mozilla/firefox/me chromium/Default;"
+            "btrfs -q subvolume create mozilla/firefox/me/cache2;"
+            "btrfs -q subvolume create chromium/Default/Other";
+        if (!runIn("/", commands))
+            GTEST_SKIP() << "Only root can mount, and this needs btrfs.";
         checkAgainstKernel();
         const WString top = drivePath(cache);
         const WString mozilla = drivePath(cache + "/mozilla");

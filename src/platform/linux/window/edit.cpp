@@ -241,6 +241,9 @@ void makeLines(HWND window, const CREATESTRUCTW &creation) {
     edit->setFrameShape(QFrame::NoFrame);
     edit->setReadOnly((style & ES_READONLY) != 0);
     edit->setUndoRedoEnabled((style & ES_READONLY) == 0);
+    // Also a text that is only read has a caret: the keys go through it, select, and reach the end of a long line.
+    if ((style & ES_READONLY) != 0)
+        edit->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     edit->setLineWrapMode((style & ES_AUTOHSCROLL) != 0 ? QPlainTextEdit::NoWrap : QPlainTextEdit::WidgetWidth);
     edit->setVerticalScrollBarPolicy((style & WS_VSCROLL) != 0 ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
     edit->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
