@@ -107,7 +107,7 @@ class Copies(DayTest):
 
     def use(self, program):
         window = subprocess.run(
-            ["xdotool", "search", "--onlyvisible", "--pid", str(program.process.pid), "--name", "Dustmere"],
+            ["xdotool", "search", "--all", "--onlyvisible", "--pid", str(program.process.pid), "--name", "Dustmere"],
             check=True, capture_output=True, text=True,
         ).stdout.split()[0]
         desktop.xdotool("windowactivate", "--sync", window)
