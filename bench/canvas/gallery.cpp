@@ -102,7 +102,7 @@ void paintPrimitives(Canvas &canvas, float y, WStringView name) {
         barY += 13;
     }
     ui::drawCard(canvas, 420, y + 20, 220, 120);
-    ui::drawTwoLines(W("Пропускать занятые файлы"), W("Открытые файлы будут пропущены"), 440, y + 40, 180, 54, 14,
+    ui::drawTwoLines(W("Пропускать занятые файлы"), W("Открытые файлы пропускаются"), 440, y + 40, 180, 54, 14,
                      palette.textPrimary, palette.textMuted, true, true);
     ui::drawCard(canvas, 420, y + 160, 220, 120);
     ui::drawTwoLines(W("Временные файлы"), W("Файлы старше 24 часов"), 440, y + 170, 180, 43, 15, palette.textPrimary,

@@ -129,7 +129,7 @@ private:
     void options() {
         card(rightLeft, lowerTop, rightWidth, 310);
         line(W("Параметры очистки"), rightLeft + 20, lowerTop + 19, rightWidth - 40, 20, palette.textPrimary, true);
-        const WStringView rows[][2] = {{W("Пропускать занятые файлы"), W("Открытые файлы будут пропущены")},
+        const WStringView rows[][2] = {{W("Пропускать занятые файлы"), W("Открытые файлы пропускаются")},
                                        {W("Закрывать браузеры"), W("Только после подтверждения")},
                                        {W("Виджет на рабочем столе"), W("Работает, пока открыто приложение")}};
         float y = lowerTop + 61;

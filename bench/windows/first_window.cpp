@@ -1,10 +1,11 @@
 // Shows a window and ends with its first paint: a bare QWidget, or one of the program's with as many controls as its
-// main window has. The whole process is what a person waits for.
+// main window has. The whole process is what a person waits for. Or shows a bare window with text, and stays.
 #include "platform/linux/window/application.h"
 #include "platform/text.h"
 #include "platform/win32.h"
 
 #include <QApplication>
+#include <QPainter>
 #include <QWidget>
 
 #include <cstdio>
@@ -24,6 +25,28 @@ protected:
 int showBare(int count, char **arguments) {
     const QApplication application(count, arguments);
     Bare window;
+    window.resize(width, height);
+    window.show();
+    return QCoreApplication::exec();
+}
+
+class WithText final : public QWidget {
+protected:
+    void paintEvent(QPaintEvent *) override {
+        QPainter painter(this);
+        QFont shown = font();
+        for (const bool bold : {false, true}) {
+            shown.setBold(bold);
+            painter.setFont(shown);
+            painter.drawText(rect(), bold ? Qt::AlignTop : Qt::AlignBottom, QStringLiteral("Text"));
+        }
+    }
+};
+
+int showText(int count, char **arguments, const char *family) {
+    const QApplication application(count, arguments);
+    WithText window;
+    window.setFont(QFont(QString::fromUtf8(family)));
     window.resize(width, height);
     window.show();
     return QCoreApplication::exec();
@@ -76,11 +99,13 @@ int showOwn() {
 } // namespace
 
 int main(int count, char **arguments) {
-    const std::string_view which = count == 2 ? arguments[1] : "";
+    const std::string_view which = count >= 2 ? arguments[1] : "";
     if (which == "bare")
         return showBare(count, arguments);
     if (which == "own")
         return showOwn();
-    std::fputs("usage: dustmere_first_window bare|own\n", stderr);
+    if (which == "text" && count == 3)
+        return showText(count, arguments, arguments[2]);
+    std::fputs("usage: dustmere_first_window bare|own|text FAMILY\n", stderr);
     return 2;
 }

@@ -123,7 +123,7 @@ const WChar *toggleDetail(int id) {
         return W("Только после подтверждения");
     case id::skipFilesInUse:
         if (isToggleOn(id))
-            return W("Открытые файлы будут пропущены");
+            return W("Открытые файлы пропускаются");
         return mainView.currentPage == PageId::Cleanup ? W("Безопасный повтор")
                                                        : W("Безопасный повтор без принудительного удаления");
     case id::analytics:

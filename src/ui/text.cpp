@@ -210,28 +210,32 @@ void drawTwoLines(WStringView title, WStringView detail, float x, float y, float
     if (runningBatch == nullptr)
         return;
     constexpr float detailSize = 12;
+    constexpr float marginBelow = 3;
     RECT box = mainRect(x, y, width, height);
     box.bottom = std::max(box.bottom, box.top);
     const int room = box.bottom - box.top;
     const int gap = std::min(std::max(scaledUp(2), 1), room / 3);
     const int titleRoom = (room - gap) * 56 / 100;
     const int detailRoom = room - gap - titleRoom;
+    // In a low row the detail's line is a little higher than its room: its descenders reach into the row's margin.
+    const int reach = std::min(scaledUp(marginBelow), detailRoom);
 
     TextRun first = mainRun(title, {box.left, box.top, box.right, box.top + titleRoom}, titleSize, titleColor, bold,
                             Alignment::Leading, translate);
-    TextRun second = mainRun(detail, {box.left, box.bottom - detailRoom, box.right, box.bottom}, detailSize,
+    TextRun second = mainRun(detail, {box.left, box.bottom - detailRoom, box.right, box.bottom + reach}, detailSize,
                              detailColor, false, Alignment::Leading, translate);
     first.singleLine = second.singleLine = true;
     TextPainter &painter = runningBatch->painter;
     const int titleHeight = std::min<int>(measureTextRun(painter, first).cy, titleRoom);
-    const int detailHeight = std::min<int>(measureTextRun(painter, second).cy, detailRoom);
+    const int detailDrawn = std::min<int>(measureTextRun(painter, second).cy, detailRoom + reach);
+    const int detailHeight = std::min(detailDrawn, detailRoom);
 
     const int slack = room - titleHeight - detailHeight - gap;
     const int top = box.top + (slack > 1 ? slack / 2 : 0);
     first.rect.top = top;
     first.rect.bottom = top + titleHeight;
     second.rect.top = first.rect.bottom + gap;
-    second.rect.bottom = second.rect.top + detailHeight;
+    second.rect.bottom = second.rect.top + detailDrawn;
     runningBatch->runs.push_back(std::move(first));
     runningBatch->runs.push_back(std::move(second));
 }

@@ -37,8 +37,8 @@ Box optionsCard(const ui::LayoutMetrics &m) {
     return {m.rightColumnLeft, m.cardsTop + m.heroHeight + cardGap, m.rightColumnWidth, m.listHeight};
 }
 
-void paintCardHeading(WStringView source, const Box &card) {
-    queueLabel(source, {card.x + 19, card.y + 19, card.w - 38, 28}, 20, palette.textPrimary, boldText);
+void paintCardHeading(WStringView source, const Box &card, float inset) {
+    queueLabel(source, {card.x + inset, card.y + 19, card.w - 2 * inset, 28}, 20, palette.textPrimary, boldText);
 }
 
 /// What stands in the ring: the size of the selection, or what to do first.
@@ -53,7 +53,7 @@ void paintGaugeText(const Box &ring) {
                    middleText | centredText);
         return;
     }
-    queueLabel(W("Начните с анализа"), {ring.x + margin, middle - 50, width, 50}, 20, palette.textPrimary,
+    queueLabel(W("Начните с анализа"), {ring.x + margin, middle - 54, width, 54}, 18, palette.textPrimary,
                boldText | wrappedText | middleText | centredText);
     queueLabel(W("Удаление только выбранного"), {ring.x + margin, middle + 4, width, 42}, 14, palette.textMuted,
                wrappedText | centredText);
@@ -68,11 +68,19 @@ void paintGauge(ui::Canvas &canvas, const Box &card) {
     paintGaugeText(ring);
 }
 
+/// Which keeps number and unit on one line.
+WString unbrokenSize(std::uint64_t bytes) {
+    constexpr WChar noBreakSpace = 0xA0;
+    WString size = formatSize(bytes);
+    std::replace(size.begin(), size.end(), WChar{' '}, noBreakSpace);
+    return size;
+}
+
 void paintFindings(const Box &card) {
     const ScanResult &scan = operationState().scanResult;
     const float left = card.x + 0.42F * card.w;
     const float width = 0.53F * card.w;
-    const WString space = tr(W("Можно освободить:")) + W(" ") + formatSize(ui::selectedBytes());
+    const WString space = tr(W("Можно освободить:")) + W(" ") + unbrokenSize(ui::selectedBytes());
     queueFinished(space, {left, card.y + 29, width, 73}, 23, palette.textPrimary, boldText | wrappedText | middleText);
     const WString files = tr(W("Найдено файлов:")) + W(" ") + formatCount(scan.entries.size() + scan.recycleItems);
     queueFinished(files, {left, card.y + 105, width, 24}, 14, palette.textMuted);
@@ -105,7 +113,7 @@ void paintDisk(ui::Canvas &canvas, const Box &card) {
     constexpr std::size_t mostDrives = 2;
     constexpr float rowHeight = 48;
     drawCardBox(canvas, card);
-    queueLabel(W("Место на диске"), {card.x + 20, card.y + 19, card.w - 40, 28}, 20, palette.textPrimary, boldText);
+    paintCardHeading(W("Место на диске"), card, 20);
     const std::vector<DriveInfo> &drives = operationState().drives;
     const Box note = {card.x + 20, card.y + 64, card.w - 40, 22};
     if (drives.empty()) {
@@ -124,7 +132,7 @@ void paintDisk(ui::Canvas &canvas, const Box &card) {
 void paintOptions(ui::Canvas &canvas, const Box &card) {
     constexpr float glyphSide = 23;
     drawCardBox(canvas, card);
-    paintCardHeading(W("Параметры очистки"), card);
+    paintCardHeading(W("Параметры очистки"), card, 20);
     const Box note = {card.x + 20, card.y + 210, card.w - 40, 67};
     ui::fillRoundRect(canvas, note.x, note.y, note.w, note.h, 12, palette.accentTint, 0, 0);
     const Box glyph = mirrored({note.x + 14, note.y + (note.h - glyphSide) / 2, glyphSide, glyphSide}, note);
@@ -141,7 +149,7 @@ void paintCleanupPage(ui::Canvas &canvas, const ui::LayoutMetrics &metrics) {
     paintDisk(canvas, diskCard(metrics));
     const Box list = listCard(metrics);
     drawCardBox(canvas, list);
-    paintCardHeading(W("Что будет очищено"), list);
+    paintCardHeading(W("Что будет очищено"), list, 19);
     paintOptions(canvas, optionsCard(metrics));
 }
 

@@ -53,7 +53,7 @@ void paintHelpPage(ui::Canvas &canvas, const ui::LayoutMetrics &metrics) {
     drawCardBox(canvas, card);
     float top = firstTop;
     for (const Step &step : steps) {
-        paintStep(canvas, step, {card.x + margin, top, card.w - 2 * margin, pitch - 16});
+        paintStep(canvas, step, {card.x + margin, top, card.w - 2 * margin, pitch});
         top += pitch;
     }
 }

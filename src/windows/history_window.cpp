@@ -54,6 +54,19 @@ void layoutHistory(HWND window, const HistoryData &data) {
                     std::max<int>(client.bottom - y - margin, 1));
 }
 
+/// How much of the old text's beginning the new one has no more: of a log that is too long only the end is shown, and
+/// each record moves that end on. Nothing where the new text is another one.
+std::size_t unitsGone(const WString &old, const WString &text) {
+    const WStringView firstLine = WStringView(text).substr(0, text.find(W('\n')) + 1);
+    if (firstLine.empty())
+        return 0;
+    for (std::size_t at = old.find(firstLine); at != WString::npos; at = old.find(firstLine, at + 1)) {
+        if (text.starts_with(WStringView(old).substr(at)))
+            return at;
+    }
+    return 0;
+}
+
 /// What the user reads stays where it is; the first text shows its end, where the newest records are.
 void replaceText(HWND edit, WString &shown, WString text) {
     DWORD selectionStart = 0;
@@ -61,14 +74,17 @@ void replaceText(HWND edit, WString &shown, WString text) {
     SendMessageW(edit, EM_GETSEL, reinterpret_cast<WPARAM>(&selectionStart), reinterpret_cast<LPARAM>(&selectionEnd));
     const LRESULT firstLine = SendMessageW(edit, EM_GETFIRSTVISIBLELINE, 0, 0);
     const bool isFirst = shown.empty();
+    const std::size_t gone = unitsGone(shown, text);
+    const auto linesGone = std::count(shown.begin(), shown.begin() + static_cast<std::ptrdiff_t>(gone), W('\n'));
     shown = std::move(text);
     SetWindowTextW(edit, shown.c_str());
     if (isFirst) {
         SendMessageW(edit, EM_SETSEL, shown.size(), static_cast<LPARAM>(shown.size()));
         SendMessageW(edit, EM_SCROLLCARET, 0, 0);
     } else {
-        SendMessageW(edit, EM_SETSEL, selectionStart, static_cast<LPARAM>(selectionEnd));
-        SendMessageW(edit, EM_LINESCROLL, 0, firstLine);
+        const auto moved = [gone](DWORD unit) { return unit > gone ? unit - gone : 0; };
+        SendMessageW(edit, EM_SETSEL, moved(selectionStart), static_cast<LPARAM>(moved(selectionEnd)));
+        SendMessageW(edit, EM_LINESCROLL, 0, std::max<LRESULT>(firstLine - linesGone, 0));
     }
 }
 

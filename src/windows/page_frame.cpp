@@ -1,5 +1,6 @@
 // What every page has: the sidebar, the header and the strip at the foot.
 #include "core/version.h"
+#include "i18n/language.h"
 #include "ui/animation.h"
 #include "ui/main_view.h"
 #include "ui/text.h"
@@ -82,6 +83,17 @@ void paintProgress(ui::Canvas &canvas, const ui::LayoutMetrics &m) {
                       0);
 }
 
+/// What runs, with the file that it is at. Without the mark a path in a text from right to left begins at its end.
+WString statusLine(const WString &status) {
+    constexpr WStringView beforePath = W(" · ");
+    constexpr const WChar *leftToRightMark = W("\u200E");
+    WString line = tr(status);
+    const std::size_t separator = isRightToLeft() ? line.find(beforePath) : WString::npos;
+    if (separator != WString::npos)
+        line.insert(separator + beforePath.size(), leftToRightMark);
+    return line;
+}
+
 } // namespace
 
 void paintFrame(ui::Canvas &canvas, const ui::LayoutMetrics &metrics) {
@@ -94,7 +106,7 @@ void paintStatusStrip(ui::Canvas &canvas, const ui::LayoutMetrics &metrics) {
     const float left = metrics.contentLeft + 4;
     const float width = metrics.width - metrics.contentLeft - 33;
     if (state.busy) {
-        queueLabel(state.statusText, {left, metrics.height - 50, width, 22}, 13, palette.textMuted);
+        queueFinished(statusLine(state.statusText), {left, metrics.height - 50, width, 22}, 13, palette.textMuted);
         paintProgress(canvas, metrics);
         return;
     }

@@ -2,6 +2,8 @@
 
 #include "platform/places.h"
 
+#include <algorithm>
+
 namespace dm {
 namespace {
 
@@ -24,6 +26,12 @@ bool reorders(WChar unit) {
 
 bool separatesLines(WChar unit) {
     return (unit >= 0x80 && unit <= 0x9F) || unit == 0x2028 || unit == 0x2029;
+}
+
+/// A letter of a script written from right to left, or the first unit of one.
+bool isRightToLeft(WChar unit) {
+    return (unit >= 0x0590 && unit <= 0x08FF) || (unit >= 0xFB1D && unit <= 0xFDFF) ||
+           (unit >= 0xFE70 && unit <= 0xFEFF) || unit == 0xD802 || unit == 0xD803 || unit == 0xD83A || unit == 0xD83B;
 }
 
 WChar standInFor(WChar unit) {
@@ -53,7 +61,17 @@ WString pathLabel(const WString &path) {
 }
 
 WString pathCell(const WString &path) {
-    return leftToRightMark + pathLabel(path);
+    WString cell;
+    cell += leftToRightMark;
+    const WString label = pathLabel(path);
+    const bool isMixed = std::any_of(label.begin(), label.end(), isRightToLeft);
+    for (const WChar unit : label) {
+        cell += unit;
+        // Or two folders with such names would stand the wrong way round.
+        if (isMixed && (unit == W('/') || unit == W('\\')))
+            cell += leftToRightMark;
+    }
+    return cell;
 }
 
 WString pathForField(const WString &path) {

@@ -11,7 +11,7 @@ WString harmlessText(WString text);
 
 /// A path on one line, to be read.
 WString pathLabel(const WString &path);
-/// A path for a list cell, which reads from left to right in every language.
+/// A path for a list cell, which reads from left to right in every language, folder by folder.
 WString pathCell(const WString &path);
 /// A path for a field, from which typedPath gives it back.
 WString pathForField(const WString &path);

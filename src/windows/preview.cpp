@@ -77,11 +77,13 @@ void paintPreview(HWND window, PreviewData &data) {
     });
 }
 
-void createPreviewList(HWND window, const PreviewData &data) {
+void createPreviewList(HWND window, PreviewData &data) {
     HWND list = createList(window, listId);
     addListColumn(list, static_cast<int>(PreviewColumn::Category), 160, data.scale);
     addListColumn(list, static_cast<int>(PreviewColumn::Size), 115, data.scale);
     addListColumn(list, static_cast<int>(PreviewColumn::Path), 690, data.scale);
+    // With its font before its rows, or as many rows as there may be would be made as high as it asks for once more.
+    renewFont(data.listFont, data.scale, [list](HFONT font) { applyListLook(list, font); });
     setListCount(list, static_cast<std::size_t>(previewRowCount(data.rows)));
 }
 

@@ -178,8 +178,9 @@ TEST_F(Text, TwoLinesAreOneBlock) {
     struct {
         float height;
         int gap;
-    } const cases[] = {{100, 2}, {46, 2}, {5, 1}, {2, 0}, {0, 0}, {-10, 0}};
-    for (const auto &[height, gap] : cases) {
+        int beyond; // of the detail's line, below the box
+    } const cases[] = {{100, 2, 0}, {46, 2, 0}, {36, 2, 2}, {5, 1, 2}, {2, 0, 1}, {0, 0, 0}, {-10, 0, 0}};
+    for (const auto &[height, gap, beyond] : cases) {
         TextBatch batch(painter);
         const BatchScope scope(batch);
         drawTwoLines(W("Title"), W("Detail"), 10, 20, 200, height, 15, 0, 0, true, false);
@@ -189,7 +190,7 @@ TEST_F(Text, TwoLinesAreOneBlock) {
         const LONG bottom = 20 + std::max(static_cast<LONG>(height), 0);
         EXPECT_EQ(detail.top - title.bottom, gap) << height;
         const LONG above = title.top - 20;
-        const LONG below = bottom - detail.bottom;
+        const LONG below = bottom + beyond - detail.bottom;
         EXPECT_TRUE(above >= 0 && below >= above && below - above <= 1) << height << ": " << above << ' ' << below;
         EXPECT_LE(title.bottom - title.top, (std::max(static_cast<LONG>(height), 0) - gap) * 56 / 100) << height;
     }

@@ -250,11 +250,46 @@ TEST_F(SecondaryWindows, TheHistoryFollowsTheLogAndStaysWhereTheReaderIs) {
     EXPECT_GT(textIn(text).size(), before);
     EXPECT_EQ(place(), std::tuple(40, 60, 7));
 
-    fs::remove(platform::linuxPath(historyPath()));
+    const std::string log = platform::linuxPath(historyPath());
+    fs::remove(log);
     refreshHistoryWindows();
     EXPECT_EQ(textIn(text), W("No activity yet"));
+    fs::create_directory(log);
+    refreshHistoryWindows();
+    EXPECT_EQ(textIn(text), W("History file unavailable"));
+    fs::remove(log);
+    std::ofstream(log) << historyMarker << "{\"v\":1,\xFF\nno record";
+    refreshHistoryWindows();
+    EXPECT_EQ(textIn(text), W("@DM-HISTORY-1\t{\"v\":1,\uFFFD\r\nno record"));
     SendMessageW(reopened, WM_KEYDOWN, VK_ESCAPE, 0);
     EXPECT_TRUE(historyWindows().empty());
+}
+
+TEST_F(SecondaryWindows, TheHistoryStaysWhereTheReaderIsInALogOfWhichOnlyTheEndIsShown) {
+    const std::string log = platform::linuxPath(historyPath());
+    {
+        std::ofstream file(log);
+        for (int line = 100'000; line < 200'000; ++line)
+            file << line << ": a line as an old version wrote it\n";
+    }
+    openHistory();
+    const HWND text = GetDlgItem(historyWindows()[0], editOfHistory);
+    SendMessageW(text, EM_LINESCROLL, 0, -1000);
+    SendMessageW(text, EM_SETSEL, 400'000, 400'008);
+    const auto place = [text] {
+        DWORD start = 0;
+        DWORD end = 0;
+        SendMessageW(text, EM_GETSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
+        const WString all = textIn(text);
+        const auto top = static_cast<std::size_t>(SendMessageW(text, EM_GETFIRSTVISIBLELINE, 0, 0));
+        return std::pair(all.substr(start, end - start), all.substr(top * 43, 42));
+    };
+    const auto before = place();
+    EXPECT_EQ(before.second.substr(6), W(": a line as an old version wrote it\r"));
+    for (int record = 0; record < 30; ++record)
+        appendHistoryMessage(W("Очистка отменена."), W(""));
+    refreshHistoryWindows();
+    EXPECT_EQ(place(), before);
 }
 
 class LargeFiles : public SecondaryWindows {

@@ -205,13 +205,14 @@ TEST_F(Controls, KeysGoRoundTheControls) {
         HWND focused;
         Commands commands;
     } steps[] = {
+        {Qt::Key_Return, {}, window.window, {{IDOK, 0}}},
         {Qt::Key_Tab, {}, first, {}},
         {Qt::Key_Tab, {}, last, {}},
         {Qt::Key_Tab, {}, first, {}},
         {Qt::Key_Backtab, Qt::ShiftModifier, last, {}},
         {Qt::Key_Up, {}, first, {}},
         {Qt::Key_Right, {}, last, {}},
-        {Qt::Key_Return, {}, last, {{IDOK, 0}}},
+        {Qt::Key_Return, {}, last, {{14, BN_CLICKED}}},
         {Qt::Key_Escape, {}, last, {{IDCANCEL, 0}}},
     };
     for (const auto &step : steps) {

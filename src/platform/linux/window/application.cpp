@@ -1,6 +1,7 @@
 #include "platform/linux/window/application.h"
 
 #include "platform/linux/messages.h"
+#include "platform/linux/window/accessibility.h"
 #include "platform/linux/window/control_classes.h"
 #include "platform/linux/window/desktop_settings.h"
 #include "platform/linux/window/events.h"
@@ -113,6 +114,7 @@ QApplication &application() {
     dispatcher = QAbstractEventDispatcher::instance();
     QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, &eventWatcher(), sendPostedInsideDialogs);
     watchDesktop();
+    describeWindows();
     return *theApplication();
 }
 

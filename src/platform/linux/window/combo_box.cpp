@@ -8,11 +8,10 @@
 #include <QStyledItemDelegate>
 
 #include <algorithm>
+#include <cmath>
 
 namespace dm::platform {
 namespace {
-
-constexpr int borderHeight = 3; ///< above and below the selection field
 
 class ComboBox final : public QComboBox {
 public:
@@ -24,7 +23,8 @@ public:
     int toldIndex = -1; ///< the one that the program knows of
 
     bool isOwnerDrawn() const { return (windowOf(window_)->style & CBS_OWNERDRAWFIXED) != 0; }
-    int closedHeight() const { return fieldHeight + 2 * borderHeight; }
+    /// The selection field with the frame, which grows with it.
+    int closedHeight() const { return fieldHeight + 2 * static_cast<int>(std::lround(fieldHeight / 10.0)); }
 
     /// Has the parent draw an item, or the selection field.
     void drawItem(QPainter &painter, const QRect &rect, int index, UINT state) const {

@@ -101,8 +101,34 @@ BOOL WINAPI SystemParametersInfoW(UINT action, UINT, PVOID value, UINT) {
     }
 }
 
+namespace {
+
+/// The portal tells that contrast is wanted, and no colours: black on white or white on black, as the desktop is light
+/// or dark.
+DWORD contrastColor(int index, bool dark) {
+    constexpr DWORD black = RGB(0, 0, 0);
+    constexpr DWORD white = RGB(255, 255, 255);
+    constexpr DWORD cyan = RGB(0x1A, 0xEB, 0xFF);
+    constexpr DWORD blue = RGB(0, 0x37, 0xDA);
+    switch (index) {
+    case COLOR_WINDOW:
+    case COLOR_HIGHLIGHTTEXT:
+        return dark ? black : white;
+    case COLOR_WINDOWTEXT:
+        return dark ? white : black;
+    case COLOR_HIGHLIGHT:
+        return dark ? cyan : blue;
+    default:
+        return 0;
+    }
+}
+
+} // namespace
+
 DWORD WINAPI GetSysColor(int index) {
     application();
+    if (desktopSettings().highContrast)
+        return contrastColor(index, desktopSettings().dark);
     const auto colorOfRole = [](QPalette::ColorRole role) {
         const QColor color = QGuiApplication::palette().color(QPalette::Active, role);
         return RGB(color.red(), color.green(), color.blue());

@@ -16,10 +16,48 @@ constexpr DWORD borderStyles = 0x00800000U; // WS_BORDER
 constexpr DWORD sunkenEdge = 0x00000200U;   // WS_EX_CLIENTEDGE
 constexpr int longestText = 0x7FFFFFFE;     // what EM_SETLIMITTEXT of 0 means
 
+/// Begins each line at the right edge where the text is read from there. Qt's own layout has them all begin at the
+/// left.
+class TextLayout final : public QPlainTextDocumentLayout {
+public:
+    TextLayout(QTextDocument *document, const QPlainTextEdit &edit) : QPlainTextDocumentLayout(document), edit_(edit) {}
+
+    QRectF blockBoundingRect(const QTextBlock &block) const override {
+        const QRectF rect = QPlainTextDocumentLayout::blockBoundingRect(block);
+        const qreal margin = document()->documentMargin();
+        const qreal width = std::max<qreal>(documentSize().width(), edit_.viewport()->width());
+        for (int index = 0; index < block.layout()->lineCount(); ++index) {
+            QTextLine line = block.layout()->lineAt(index);
+            line.setPosition({edit_.isRightToLeft() ? width - margin - line.naturalTextWidth() : margin, line.y()});
+        }
+        return rect;
+    }
+
+private:
+    const QPlainTextEdit &edit_;
+};
+
 /// Several lines. In messages a line ends with two units, CR and LF; in Qt a line is a block and its end counts once.
 class TextEdit final : public QPlainTextEdit {
 public:
+    TextEdit() {
+        auto *text = new QTextDocument(this);
+        text->setDocumentLayout(new TextLayout(text, *this));
+        setDocument(text);
+    }
+
     using QPlainTextEdit::viewportEvent;
+
+protected:
+    void changeEvent(QEvent *event) override {
+        QPlainTextEdit::changeEvent(event);
+        if (event->type() != QEvent::LayoutDirectionChange)
+            return;
+        QTextOption option = document()->defaultTextOption();
+        option.setTextDirection(layoutDirection());
+        document()->setDefaultTextOption(option);
+        horizontalScrollBar()->setValue(0); // where lines begin
+    }
 };
 
 struct Selection {
@@ -203,6 +241,9 @@ void makeLines(HWND window, const CREATESTRUCTW &creation) {
     edit->setFrameShape(QFrame::NoFrame);
     edit->setReadOnly((style & ES_READONLY) != 0);
     edit->setUndoRedoEnabled((style & ES_READONLY) == 0);
+    // Also a text that is only read has a caret: the keys go through it, select, and reach the end of a long line.
+    if ((style & ES_READONLY) != 0)
+        edit->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     edit->setLineWrapMode((style & ES_AUTOHSCROLL) != 0 ? QPlainTextEdit::NoWrap : QPlainTextEdit::WidgetWidth);
     edit->setVerticalScrollBarPolicy((style & WS_VSCROLL) != 0 ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
     edit->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

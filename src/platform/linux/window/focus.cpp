@@ -61,6 +61,15 @@ void sendDialogCommand(HWND window, int id) {
     SendMessageW(window, WM_COMMAND, MAKEWPARAM(id, 0), reinterpret_cast<LPARAM>(GetDlgItem(window, id)));
 }
 
+/// A button that has the focus is the default one. A key that is held down presses it once.
+void pressReturn(HWND window, const MSG &message, bool onButton) {
+    constexpr LPARAM repeated = 1L << 30;
+    if (!onButton)
+        sendDialogCommand(window, IDOK);
+    else if ((message.lParam & repeated) == 0)
+        sendDialogCommand(window, GetDlgCtrlID(message.hwnd));
+}
+
 /// True where the key was for the window as a whole.
 bool handleDialogKey(HWND window, const MSG &message) {
     const HWND focused = GetFocus();
@@ -84,7 +93,7 @@ bool handleDialogKey(HWND window, const MSG &message) {
         moveFocus(window, nextControl(window, focused, message.wParam == VK_LEFT || message.wParam == VK_UP, any));
         return true;
     case VK_RETURN:
-        sendDialogCommand(window, IDOK);
+        pressReturn(window, message, (wanted & DLGC_BUTTON) != 0);
         return true;
     case VK_ESCAPE:
         sendDialogCommand(window, IDCANCEL);

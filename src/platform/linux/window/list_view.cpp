@@ -92,12 +92,15 @@ public:
         selectedCount_ = static_cast<int>(std::count(selected_.begin(), selected_.end(), true));
         anchor_ = std::min(anchor_, count - 1);
     }
-    /// Makes the rows as high as the font asks for. The header would tell of each row on its own, of which there may be
-    /// a million.
+    /// Makes the rows as high as the font asks for. The header goes through all of them for that, and would tell of
+    /// each on its own; there may be a million.
     void fitRows() {
         constexpr int roomAround = 5;
-        const QSignalBlocker silence(verticalHeader());
-        verticalHeader()->setDefaultSectionSize(QFontMetrics(font()).height() + roomAround);
+        const int height = QFontMetrics(font()).height() + roomAround;
+        if (verticalHeader()->defaultSectionSize() != height) {
+            const QSignalBlocker silence(verticalHeader());
+            verticalHeader()->setDefaultSectionSize(height);
+        }
         updateGeometries();
         viewport()->update();
     }
@@ -249,7 +252,7 @@ private:
     int anchor_ = -1;
 };
 
-/// Shows which rows are selected.
+/// Shows which rows are selected, and texts in their own direction.
 class RowDelegate final : public QStyledItemDelegate {
 public:
     explicit RowDelegate(ListView &list) : QStyledItemDelegate(&list), list_(list) {}
@@ -258,6 +261,12 @@ protected:
     void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override {
         QStyledItemDelegate::initStyleOption(option, index);
         option->state.setFlag(QStyle::State_Selected, list_.isSelected(index.row()));
+        // What begins with the mark reads from left to right as a whole, also where the list begins at the right.
+        constexpr QChar leftToRightMark(0x200E);
+        if (list_.isRightToLeft() && option->text.startsWith(leftToRightMark)) {
+            option->direction = Qt::LeftToRight;
+            option->displayAlignment = Qt::AlignRight | Qt::AlignVCenter;
+        }
     }
 
 private:
@@ -421,8 +430,10 @@ bool makeListView(HWND window, const CREATESTRUCTW &creation) {
     if (CreateWindowExW(0, W("SysHeader32"), nullptr, WS_CHILD, 0, 0, 0, 0, window, nullptr, nullptr, nullptr) ==
         nullptr)
         return false;
-    QObject::connect(list->horizontalHeader(), &QHeaderView::sectionClicked, list,
-                     [window](int column) { tellColumnClick(window, column); });
+    // The second click of a quick two is told by itself.
+    for (const auto clicked : {&QHeaderView::sectionClicked, &QHeaderView::sectionDoubleClicked})
+        QObject::connect(list->horizontalHeader(), clicked, list,
+                         [window](int column) { tellColumnClick(window, column); });
     return true;
 }
 

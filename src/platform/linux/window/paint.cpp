@@ -1,5 +1,6 @@
 #include "platform/linux/window/events.h"
 #include "platform/linux/window/place.h"
+#include "platform/linux/window/x11.h"
 
 #include <QBitmap>
 #include <QPaintEvent>
@@ -49,8 +50,12 @@ bool handlePaint(HWND window, QObject *object, QPaintEvent &event) {
     const bool layered = isLayered(window);
     const bool asked = pane->invalid.intersects(event.region());
     pane->invalid -= event.region();
-    if (pane->widget->isWindow() && pane->widget->windowHandle()->isExposed())
+    if (pane->askedPlace && pane->widget->isWindow() && pane->widget->windowHandle()->isExposed()) {
         pane->askedPlace.reset();
+        QWindow *seen = pane->widget->windowHandle();
+        QMetaObject::invokeMethod(
+            seen, [seen] { correctPlace(*seen); }, Qt::QueuedConnection);
+    }
     if (pane->askedSize.isValid())
         QMetaObject::invokeMethod(
             pane->widget, [window] { settleFrame(window); }, Qt::QueuedConnection);
@@ -136,7 +141,8 @@ BOOL WINAPI UpdateLayeredWindow(HWND window, HDC, POINT *position, SIZE *size, H
     pane->widget->resize(size->cx, size->cy);
     // Where it is transparent through and through it lets clicks through.
     pane->widget->setMask(QPixmap::fromImage(layer).createMaskFromColor(Qt::transparent, Qt::MaskInColor));
-    pane->layer = std::move(layer);
+    // Alpha that does not show would leave the premultiplied colours, darker the more transparent they are.
+    pane->layer = alphaShows() ? std::move(layer) : layer.convertToFormat(QImage::Format_RGB32);
     if (paintsUnderWay == 0)
         pane->widget->update();
     return TRUE;

@@ -74,6 +74,13 @@ void place(Pane &pane, const RECT &rect, UINT flags) {
     tellSize(pane);
 }
 
+/// A hidden window is inactive for Qt at once, but has the focus until the server has told otherwise. Shown again
+/// before that it would get the keys and pass none of them on, since its focus is no news.
+void mendActivity(QWidget &widget) {
+    if (QGuiApplication::focusWindow() == widget.windowHandle() && QApplication::activeWindow() != &widget)
+        QApplication::setActiveWindow(&widget);
+}
+
 void setShown(HWND window, bool shown) {
     Window &own = *windowOf(window);
     if (((own.style & WS_VISIBLE) != 0) == shown)
@@ -91,6 +98,8 @@ void setShown(HWND window, bool shown) {
     pane->erase = true;
     pane->invalid = pane->client->rect();
     pane->widget->show();
+    if (isTopLevel(*pane))
+        mendActivity(*pane->widget);
     if (const Pane *owner = own.owner == nullptr ? nullptr : paneOf(own.owner))
         setOwnerHint(*pane->widget, *owner->widget->window());
 }

@@ -1,0 +1,216 @@
+// Takes pictures of the main window's pages, with contents as a person might have them, to be looked at. Wants a screen
+// of no one's, whose dots per inch are the scale, and an empty home folder. Scans nothing.
+#include "core/operations.h"
+#include "engine/drives.h"
+#include "i18n/language.h"
+#include "platform/linux/window/application.h"
+#include "platform/linux/window/desktop_settings.h"
+#include "platform/linux/window/panes.h"
+#include "ui/canvas.h"
+#include "ui/controls.h"
+#include "ui/layout.h"
+#include "ui/main_view.h"
+#include "ui/theme.h"
+#include "windows/main_window.h"
+
+#include <QApplication>
+#include <QPixmap>
+#include <QScreen>
+#include <QWindow>
+
+#include <algorithm>
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace dm::bench {
+namespace {
+
+using ui::mainView;
+
+constexpr std::uint64_t megabyte = 1U << 20;
+constexpr std::uint64_t gigabyte = 1U << 30;
+
+std::string folder;
+
+struct Theme {
+    const char *name;
+    int command;
+    bool highContrast;
+};
+constexpr Theme themes[] = {{"light", ui::id::themeLight, false},
+                            {"dark", ui::id::themeDark, false},
+                            {"contrast", ui::id::themeDark, true},
+                            {"whitecontrast", ui::id::themeLight, true}};
+
+constexpr const char *languages[] = {"en", "de", "ru", "ar", "hi", "th", "ja"};
+
+/// What the program is at.
+enum class Doing { Nothing, Holding, Cleaning };
+
+struct Page {
+    const char *name;
+    int command;
+    Doing doing;
+};
+constexpr Page pages[] = {
+    {"cleanup", ui::id::cleanupPage, Doing::Holding},  {"start", ui::id::cleanupPage, Doing::Nothing},
+    {"working", ui::id::cleanupPage, Doing::Cleaning}, {"disk", ui::id::diskPage, Doing::Holding},
+    {"help", ui::id::helpPage, Doing::Holding},        {"settings", ui::id::settingsPage, Doing::Holding}};
+
+void press(int id) {
+    SendMessageW(mainView.window, WM_COMMAND, static_cast<WPARAM>(id), 0);
+}
+
+ScanResult someResult() {
+    ScanResult scan;
+    scan.entries.resize(2'306);
+    scan.bytesByCategory = {1'482 * megabyte, 3'316 * megabyte};
+    scan.recycleBytes = 913 * megabyte;
+    scan.recycleItems = 12;
+    scan.skipped = 41;
+    scan.errors = 2;
+    return scan;
+}
+
+void become(Doing doing) {
+    OperationState &state = operationState();
+    state.hasScanResult = doing != Doing::Nothing;
+    state.scanResult = state.hasScanResult ? someResult() : ScanResult{};
+    state.summaryKind = state.hasScanResult ? SummaryKind::Scan : SummaryKind::Plain;
+    state.lastSkipped = state.scanResult.skipped;
+    state.lastErrors = state.scanResult.errors;
+    state.lastScanTime = state.hasScanResult ? 1'713'254'400 : 0; // in April 2024
+    state.resultLine = W("");
+    state.lastScanLine = W("");
+    rebuildResultLines();
+    state.busy = doing == Doing::Cleaning;
+    if (state.busy)
+        SendMessageW(
+            mainView.window, WM_APP_PROGRESS, 0,
+            reinterpret_cast<LPARAM>(new ProgressRecord{
+                W("C:\\home\\anna\\.cache\\mozilla\\firefox\\k3v9x2qp.default-release\\cache2\\entries\\8C1D90A7F03B"),
+                812, 2'306}));
+    state.progressShown = 812.0F / 2'306;
+    mainView.selection = {.temp = true, .browser = true, .recycleBin = false};
+    state.drives = {{W("C:\\"), 182 * gigabyte, 480 * gigabyte},
+                    {W("/home"), 61 * gigabyte, 931 * gigabyte},
+                    {W("/media/anna/Backup 2024"), 1'420 * gigabyte, 1'863 * gigabyte}};
+}
+
+/// Makes the desktop one of high contrast, or not. Nothing moves on it: each picture shows the end.
+void useDesktop(bool dark, bool highContrast) {
+    auto &settings = const_cast<platform::DesktopSettings &>(platform::desktopSettings());
+    settings.dark = dark;
+    settings.highContrast = highContrast;
+    settings.animations = false;
+    SendMessageW(mainView.window, WM_SETTINGCHANGE, 0, 0);
+}
+
+void useTheme(const Theme &theme) {
+    useDesktop(theme.command == ui::id::themeDark, theme.highContrast);
+    press(theme.command);
+}
+
+void useLanguage(std::string_view code) {
+    const std::vector<LanguageChoice> &all = languageList();
+    const auto found =
+        std::find_if(all.begin(), all.end(), [code](const LanguageChoice &choice) { return choice.code == code; });
+    HWND list = ui::mainControl(ui::id::language);
+    SendMessageW(list, CB_SETCURSEL, static_cast<WPARAM>(found - all.begin()), 0);
+    SendMessageW(mainView.window, WM_COMMAND, MAKEWPARAM(ui::id::language, CBN_SELCHANGE),
+                 reinterpret_cast<LPARAM>(list));
+}
+
+/// Runs until what there is to paint has been painted.
+void settle() {
+    for (int round = 0; round < 6; ++round) {
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+}
+
+void takePicture(const Page &page, const std::string &name) {
+    press(page.command);
+    become(page.doing);
+    ui::layoutMainWindow();
+    settle();
+    QWidget *widget = platform::paneOf(mainView.window)->widget;
+    const std::string path = folder + '/' + page.name + '-' + name + ".png";
+    constexpr int fast = 80; // as PNG understands quality: less time for more bytes
+    const QPixmap picture = widget->screen()->grabWindow(widget->winId());
+    if (!picture.save(QString::fromStdString(path), "PNG", fast))
+        throw std::runtime_error("cannot write " + path);
+    std::printf("%s\n", path.c_str());
+}
+
+void takeAllPages(const std::string &name) {
+    for (const Page &page : pages)
+        takePicture(page, name);
+}
+
+void setClientSize(int width, int height) {
+    SetWindowPos(mainView.window, nullptr, 0, 0, width, height, SWP_NOZORDER);
+    settle();
+}
+
+void takeThemesAndLanguages(const std::string &size) {
+    for (const char *language : languages) {
+        useLanguage(language);
+        for (const Theme &theme : themes) {
+            useTheme(theme);
+            takeAllPages(size + '-' + theme.name + '-' + language);
+        }
+    }
+}
+
+void takeAccents(const std::string &size) {
+    useLanguage("en");
+    for (int id = ui::id::firstAccent + 1; id <= ui::id::lastAccent; ++id) {
+        for (const Theme &theme : {themes[0], themes[1]}) {
+            useTheme(theme);
+            press(id);
+            takeAllPages(size + '-' + theme.name + '-' + std::string(ui::accentOf(id).setting));
+        }
+    }
+    press(ui::id::firstAccent);
+}
+
+void makePictures() {
+    const Gdiplus::GdiplusStartupInput input;
+    ULONG_PTR token = 0;
+    Gdiplus::GdiplusStartup(&token, &input, nullptr);
+    if (!registerMainWindow() || createMainWindow({1300, 850}) == nullptr)
+        throw std::runtime_error("there is no main window");
+    ShowWindow(mainView.window, SW_SHOWNORMAL);
+    settle();
+    setClientSize(static_cast<int>(1300 * mainView.dpiScale), static_cast<int>(850 * mainView.dpiScale));
+    takeThemesAndLanguages("usual");
+    takeAccents("usual");
+    setClientSize(900, 640);
+    takeThemesAndLanguages("smallest");
+    requestExit(true);
+    ui::releaseDrawing();
+    ui::releaseTheme();
+    Gdiplus::GdiplusShutdown(token);
+}
+
+} // namespace
+} // namespace dm::bench
+
+int main(int argc, char **argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: dustmere_main_pictures FOLDER\n");
+        return 2;
+    }
+    dm::bench::folder = argv[1];
+    try {
+        const dm::platform::WindowSystem system;
+        dm::bench::makePictures();
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "dustmere_main_pictures: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}
