@@ -98,7 +98,7 @@ class Day(DayTest):
         self.exit(program)
         self.assertEqual(descriptors_then, descriptors)
         self.assertLessEqual(memory_then, memory * 1.02)
-        self.assertEqual(HISTORY.read_text().count('"kind":"clean"'), 2 + DAYS)
+        self.assertEqual(HISTORY.read_text().count('"kind":"cleanup"'), 2 + DAYS)
 
 
 
