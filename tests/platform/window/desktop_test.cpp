@@ -156,6 +156,8 @@ TEST_F(Desktop, SettingsComeFromThePortalAndChangesAreTold) {
         GTEST_SKIP() << "There is no dbus-daemon.";
     EXPECT_FALSE(isLight());
     EXPECT_TRUE(isHighContrast());
+    EXPECT_EQ(GetSysColor(COLOR_WINDOW), RGB(0, 0, 0)) << "dark, as the desktop is";
+    EXPECT_EQ(GetSysColor(COLOR_WINDOWTEXT), RGB(255, 255, 255));
     EXPECT_FALSE(parameter(SPI_GETCLIENTAREAANIMATION));
     EXPECT_FALSE(parameter(SPI_GETFONTSMOOTHING));
 
