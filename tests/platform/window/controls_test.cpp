@@ -4,7 +4,9 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QScrollBar>
+#include <QTextBlock>
 #include <QWheelEvent>
 
 #include <set>
@@ -293,6 +295,36 @@ TEST_F(Controls, ALongTextKeepsItsPlaceUnderANewOne) {
         EXPECT_EQ(end, place.end);
         EXPECT_EQ(topLine(), place.line);
     }
+}
+
+TEST_F(Controls, ATextReadFromTheRightBeginsThere) {
+    const HWND edit =
+        newControl(window, W("EDIT"), ES_MULTILINE | ES_AUTOHSCROLL | ES_READONLY | WS_VSCROLL, 1, {0, 0, 280, 150});
+    SetWindowTextW(edit, (W("\u0639 12\r\n") + WString(200, 0x0639) + W("\r\n\u0639")).c_str());
+    show(window);
+    const auto &text = *qobject_cast<QPlainTextEdit *>(widgetOf(edit));
+    const auto firstOf = [&](int line) {
+        widgetOf(edit)->grab(); // the lines are laid out when they are painted
+        return text.cursorRect(QTextCursor(text.document()->findBlockByNumber(line))).x();
+    };
+    const auto setStyle = [edit](LONG_PTR style) {
+        SetWindowLongPtrW(edit, GWL_EXSTYLE, style);
+        SetWindowPos(edit, nullptr, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOZORDER | SWP_FRAMECHANGED);
+    };
+    const int width = text.viewport()->width();
+    setStyle(WS_EX_RTLREADING);
+    for (const int line : {0, 1, 2})
+        EXPECT_NEAR(firstOf(line), width - 5, 5) << line;
+    // The caret goes to the other end of the long line, and into view.
+    SendMessageW(edit, EM_SETSEL, 7, 7);
+    SetFocus(edit);
+    type(edit, Qt::Key_End);
+    runLoop(window);
+    EXPECT_GT(firstOf(0), width);
+    EXPECT_TRUE(text.viewport()->rect().contains(text.cursorRect().center()));
+
+    setStyle(0);
+    EXPECT_LT(firstOf(2), 30);
 }
 
 HWND newCombo(HWND parent, DWORD style) {
