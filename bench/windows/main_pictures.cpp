@@ -1,5 +1,5 @@
-// Takes pictures of the main window's pages, with contents as a person might have them, to be looked at. Wants a screen
-// of no one's, whose dots per inch are the scale, and an empty home folder. Scans nothing.
+// Takes pictures of the main window's pages and of the widget, with contents as a person might have them, to be looked
+// at. Wants a screen of no one's, whose dots per inch are the scale, and an empty home folder. Scans nothing.
 #include "core/operations.h"
 #include "engine/drives.h"
 #include "i18n/language.h"
@@ -12,6 +12,7 @@
 #include "ui/main_view.h"
 #include "ui/theme.h"
 #include "windows/main_window.h"
+#include "windows/widget.h"
 
 #include <QApplication>
 #include <QPixmap>
@@ -131,18 +132,28 @@ void settle() {
     }
 }
 
+void save(const QPixmap &picture, const std::string &name) {
+    const std::string path = folder + '/' + name + ".png";
+    constexpr int fast = 80; // as PNG understands quality: less time for more bytes
+    if (!picture.save(QString::fromStdString(path), "PNG", fast))
+        throw std::runtime_error("cannot write " + path);
+    std::printf("%s\n", path.c_str());
+}
+
 void takePicture(const Page &page, const std::string &name) {
     press(page.command);
     become(page.doing);
     ui::layoutMainWindow();
     settle();
     QWidget *widget = platform::paneOf(mainView.window)->widget;
-    const std::string path = folder + '/' + page.name + '-' + name + ".png";
-    constexpr int fast = 80; // as PNG understands quality: less time for more bytes
-    const QPixmap picture = widget->screen()->grabWindow(widget->winId());
-    if (!picture.save(QString::fromStdString(path), "PNG", fast))
-        throw std::runtime_error("cannot write " + path);
-    std::printf("%s\n", path.c_str());
+    save(widget->screen()->grabWindow(widget->winId()), page.name + ('-' + name));
+}
+
+void takeWidget(Doing doing, const std::string &name) {
+    become(doing);
+    ui::layoutMainWindow();
+    settle();
+    save(platform::paneOf(widgetWindow())->widget->grab(), name);
 }
 
 void takeAllPages(const std::string &name) {
@@ -160,7 +171,11 @@ void takeThemesAndLanguages(const std::string &size) {
         useLanguage(language);
         for (const Theme &theme : themes) {
             useTheme(theme);
-            takeAllPages(size + '-' + theme.name + '-' + language);
+            const std::string name = size + '-' + theme.name + '-' + language;
+            takeAllPages(name);
+            takeWidget(Doing::Holding, "widget-" + name);
+            takeWidget(Doing::Nothing, "widgetstart-" + name);
+            takeWidget(Doing::Cleaning, "widgetworking-" + name);
         }
     }
 }
@@ -184,6 +199,8 @@ void makePictures() {
     if (!registerMainWindow() || createMainWindow({1300, 850}) == nullptr)
         throw std::runtime_error("there is no main window");
     ShowWindow(mainView.window, SW_SHOWNORMAL);
+    mainView.settings.widgetEnabled = true;
+    syncWidget();
     settle();
     setClientSize(static_cast<int>(1300 * mainView.dpiScale), static_cast<int>(850 * mainView.dpiScale));
     takeThemesAndLanguages("usual");
