@@ -1,5 +1,5 @@
-// Takes pictures of the main window's pages, with contents as a person might have them, to be looked at. Wants a screen
-// of no one's, whose dots per inch are the scale, and an empty home folder. Scans nothing.
+// Takes pictures of the main window's pages and of the widget, with contents as a person might have them, to be looked
+// at. Wants a screen of no one's, whose dots per inch are the scale, and an empty home folder. Scans nothing.
 #include "core/operations.h"
 #include "engine/drives.h"
 #include "i18n/language.h"
@@ -11,6 +11,7 @@
 #include "ui/theme.h"
 #include "windows/camera.h"
 #include "windows/main_window.h"
+#include "windows/widget.h"
 
 #include <QApplication>
 
@@ -100,6 +101,12 @@ void takePage(const Page &page, const std::string &name) {
     takePicture(mainView.window, folder + '/' + page.name + '-' + name + ".png");
 }
 
+void takeWidget(Doing doing, const std::string &name) {
+    become(doing);
+    ui::layoutMainWindow();
+    takePicture(widgetWindow(), folder + '/' + name + ".png");
+}
+
 void takeAllPages(const std::string &name) {
     for (const Page &page : pages)
         takePage(page, name);
@@ -115,7 +122,11 @@ void takeLooksAndLanguages(const std::string &size) {
         useLanguage(language);
         for (const Look &look : looks) {
             useLook(look);
-            takeAllPages(size + '-' + look.name + '-' + language);
+            const std::string name = size + '-' + look.name + '-' + language;
+            takeAllPages(name);
+            takeWidget(Doing::Holding, "widget-" + name);
+            takeWidget(Doing::Nothing, "widgetstart-" + name);
+            takeWidget(Doing::Cleaning, "widgetworking-" + name);
         }
     }
 }
@@ -139,6 +150,8 @@ void makePictures() {
     if (!registerMainWindow() || createMainWindow({1300, 850}) == nullptr)
         throw std::runtime_error("there is no main window");
     ShowWindow(mainView.window, SW_SHOWNORMAL);
+    mainView.settings.widgetEnabled = true;
+    syncWidget();
     settle();
     setClientSize(static_cast<int>(1300 * mainView.dpiScale), static_cast<int>(850 * mainView.dpiScale));
     takeLooksAndLanguages("usual");
