@@ -342,11 +342,6 @@ LRESULT setState(HWND window, ListView &list, int row, const LVITEMW &item) {
     return TRUE;
 }
 
-LRESULT stateOf(ListView &list, int row, UINT mask) {
-    const UINT state = (list.isSelected(row) ? LVIS_SELECTED : 0U) | (row == list.focusedRow() ? LVIS_FOCUSED : 0U);
-    return state & mask;
-}
-
 LRESULT setColor(ListView &list, std::initializer_list<QPalette::ColorRole> roles, COLORREF color) {
     QPalette palette = list.palette();
     for (const QPalette::ColorRole role : roles)
@@ -364,20 +359,14 @@ std::optional<LRESULT> answer(HWND window, ListView &list, UINT message, WPARAM 
         return setColor(list, {QPalette::Text}, static_cast<COLORREF>(lParam));
     case LVM_SETTEXTBKCOLOR:
         return TRUE; // the texts lie on the list's own background
-    case LVM_GETITEMCOUNT:
-        return list.count();
     case LVM_SETITEMCOUNT:
         return setCount(list, row, (lParam & LVSICF_NOINVALIDATEALL) != 0);
     case LVM_GETNEXTITEM:
-        return (lParam & LVNI_SELECTED) != 0 ? list.nextSelected(row) : row + 1 < list.count() ? row + 1 : -1;
+        return (lParam & LVNI_SELECTED) != 0 ? list.nextSelected(row) : -1;
     case LVM_GETSELECTEDCOUNT:
         return list.selectedCount();
-    case LVM_GETTOPINDEX:
-        return std::max(list.rowAt(0), 0);
     case LVM_SETITEMSTATE:
         return setState(window, list, row, *reinterpret_cast<const LVITEMW *>(lParam));
-    case LVM_GETITEMSTATE:
-        return stateOf(list, row, static_cast<UINT>(lParam));
     case LVM_INSERTCOLUMNW:
         return insertColumn(list, row, *reinterpret_cast<const LVCOLUMNW *>(lParam));
     case LVM_SETCOLUMNW:
