@@ -206,9 +206,13 @@ class Walk(MainWindow):
             keys(*[chance.choice(("Up", "Down", "Next", "Home", "End")) for _ in range(3)], "Return")
 
     def state(self, page, size):
-        self.resize(*size)
+        # The scale keeps still under small changes of the size, so that it depends on those before; not after these.
+        for step in ((1300, 850), (900, 640), size):
+            self.resize(*step)
+            left, top, _, _ = wait_until(lambda: self.window.place[2:] == step and self.window.place, "the size")
+        keys("Escape")  # closes a list that was left open
         self.navigation[page].click()
-        left, top, _, _ = wait_until(lambda: self.window.place[2:] == size and self.window.place, "the size")
+        wait_until(lambda: "focused" in self.navigation[page].states, "the page")
         # The free space beside the cards is not the window's to decide.
         return still_look((left, top, size[0] * 6 // 10 if page == 0 else size[0], size[1]))
 
