@@ -225,34 +225,5 @@ TEST(Settings, ProcessKilledAtAnyMomentLeavesNothingHalf) {
         prepare, [] { saveSettings(otherSettings); }, [](TracedProcess &process) { process.endByKill(); }, check);
 }
 
-TEST(Settings, CopiesThatSaveAtOnceNeverLeaveAnythingElseToRead) {
-    const auto settingsOf = [](int copy) {
-        Settings settings = otherSettings;
-        settings.widgetX = copy == 0 ? -100000 : copy; // so that the lengths differ
-        return settings;
-    };
-    saveSettings(settingsOf(0));
-    std::vector<pid_t> copies;
-    for (int copy = 0; copy < 3; ++copy) {
-        copies.push_back(fork());
-        ASSERT_GE(copies.back(), 0);
-        if (copies.back() != 0)
-            continue;
-        for (int round = 0; round < 100; ++round)
-            if (failureOfSave(settingsOf(copy)) == "DPAPI")
-                _exit(1);
-        _exit(0);
-    }
-    while (!copies.empty()) {
-        const Settings found = loadSettings();
-        ASSERT_TRUE(found == settingsOf(0) || found == settingsOf(1) || found == settingsOf(2));
-        int status = 0;
-        if (waitpid(copies.back(), &status, WNOHANG) == 0)
-            continue;
-        EXPECT_EQ(status, 0);
-        copies.pop_back();
-    }
-}
-
 } // namespace
 } // namespace dm

@@ -235,15 +235,28 @@ void makeLine(HWND window, const CREATESTRUCTW &creation) {
     addPart(window, edit, wholeWidget);
 }
 
+/// The text has the program's colours. In those the bars could not be told from it.
+void keepSystemColors(QScrollBar &bar) {
+    QPalette palette = QGuiApplication::palette();
+    for (const QPalette::ColorRole role : {QPalette::Base, QPalette::Button, QPalette::Window, QPalette::Text,
+                                           QPalette::ButtonText, QPalette::WindowText})
+        palette.setColor(role, palette.color(role));
+    bar.setPalette(palette);
+}
+
 void makeLines(HWND window, const CREATESTRUCTW &creation) {
     auto *edit = new TextEdit;
     const auto style = static_cast<DWORD>(creation.style);
     edit->setFrameShape(QFrame::NoFrame);
     edit->setReadOnly((style & ES_READONLY) != 0);
     edit->setUndoRedoEnabled((style & ES_READONLY) == 0);
+    // Also a text that is only read has a caret: the keys go through it, select, and reach the end of a long line.
+    if ((style & ES_READONLY) != 0)
+        edit->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     edit->setLineWrapMode((style & ES_AUTOHSCROLL) != 0 ? QPlainTextEdit::NoWrap : QPlainTextEdit::WidgetWidth);
     edit->setVerticalScrollBarPolicy((style & WS_VSCROLL) != 0 ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
     edit->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    keepSystemColors(*edit->verticalScrollBar());
     Pane &pane = addPane(window, edit, creation);
     pane.client = edit->viewport();
     addPart(window, edit, Role::Keys | Role::Place);
