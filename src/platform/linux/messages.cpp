@@ -99,6 +99,15 @@ bool post(HWND window, UINT message, WPARAM wParam, LPARAM lParam, Origin origin
     return true;
 }
 
+void readdressKeys(HWND from, HWND to) {
+    const std::lock_guard lock(queue().mutex);
+    for (Posted &posted : queue().messages) {
+        MSG &message = posted.message;
+        if (message.hwnd == from && message.message >= WM_KEYFIRST && message.message <= WM_KEYLAST)
+            message.hwnd = to;
+    }
+}
+
 void dropPosted(HWND window) {
     const std::lock_guard lock(queue().mutex);
     std::erase_if(queue().messages, [window](const Posted &posted) { return posted.message.hwnd == window; });

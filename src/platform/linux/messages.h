@@ -10,6 +10,9 @@ namespace dm::platform {
 /// no longer there. Any thread may post.
 bool post(HWND window, UINT message, WPARAM wParam, LPARAM lParam, Origin origin = nullptr);
 
+/// Gives the keys that are posted to a window to another one.
+void readdressKeys(HWND from, HWND to);
+
 /// Drops what is posted to a window.
 void dropPosted(HWND window);
 

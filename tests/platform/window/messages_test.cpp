@@ -89,7 +89,7 @@ TEST_F(Messages, LoopSeesAKeyBeforeTheControl) {
     EXPECT_EQ(textIn(edit), W("b"));
 }
 
-TEST_F(Messages, WhatAMouseDoesBehindAKeyWaitsBehindIt) {
+TEST_F(Messages, WhatIsDoneBehindAKeyWaitsBehindIt) {
     HWND edit = nullptr;
     WString seen = W("nothing");
     const TopWindow window([&](HWND, UINT message, WPARAM wParam, LPARAM) -> std::optional<LRESULT> {
@@ -106,6 +106,13 @@ TEST_F(Messages, WhatAMouseDoesBehindAKeyWaitsBehindIt) {
     EXPECT_EQ(seen, W("nothing"));
     runLoop(window);
     EXPECT_EQ(seen, W("5"));
+
+    SetFocus(edit);
+    seen = W("nothing");
+    type(edit, Qt::Key_Tab);
+    type(edit, Qt::Key_Space);
+    runLoop(window);
+    EXPECT_EQ(seen, W("5")) << "what is typed ahead of a Tab goes where that leads";
 }
 
 TEST_F(Messages, InADialogOrMenuPostedMessagesGoStraightToTheirWindows) {

@@ -74,13 +74,16 @@ void queueEvent(HWND window, UINT message, WPARAM wParam, LPARAM lParam, QObject
 
 LRESULT dispatchQueued(const MSG &message, const Origin &origin) {
     const auto queued = std::static_pointer_cast<QueuedEvent>(origin);
-    if (queued->object == nullptr)
-        return 0;
     if (message.message >= WM_MOUSEFIRST && message.message <= WM_MOUSELAST) {
-        sendQueuedMouse(message.hwnd, queued->object, *queued->event);
+        if (queued->object != nullptr)
+            sendQueuedMouse(message.hwnd, queued->object, *queued->event);
         return 0;
     }
-    return deliver(message.hwnd, message.message, message.wParam, message.lParam, queued->object, queued->event.get());
+    // Of a key the window may have changed since.
+    const Pane *pane = paneOf(message.hwnd);
+    return pane == nullptr ? 0
+                           : deliver(message.hwnd, message.message, message.wParam, message.lParam, pane->widget,
+                                     queued->event.get());
 }
 
 } // namespace dm::platform

@@ -1,3 +1,4 @@
+#include "platform/linux/messages.h"
 #include "platform/linux/window/application.h"
 #include "platform/linux/window/place.h"
 
@@ -110,8 +111,12 @@ using namespace dm::platform;
 
 HWND WINAPI SetFocus(HWND window) {
     const HWND before = GetFocus();
-    if (const Pane *pane = paneOf(window))
+    if (const Pane *pane = paneOf(window)) {
         pane->widget->setFocus(Qt::OtherFocusReason);
+        // A key is for what has the focus when its turn comes, and so are those typed ahead.
+        if (GetFocus() == window)
+            readdressKeys(before, window);
+    }
     return before;
 }
 
