@@ -1,22 +1,19 @@
-// Takes pictures of the main window's pages, with contents as a person might have them, to be looked at. Wants a screen
-// of no one's, whose dots per inch are the scale, and an empty home folder. Scans nothing.
+// Takes pictures of the main window's pages and of the widget, with contents as a person might have them, to be looked
+// at. Wants a screen of no one's, whose dots per inch are the scale, and an empty home folder. Scans nothing.
 #include "core/operations.h"
 #include "engine/drives.h"
 #include "i18n/language.h"
 #include "platform/linux/window/application.h"
-#include "platform/linux/window/desktop_settings.h"
-#include "platform/linux/window/panes.h"
 #include "ui/canvas.h"
 #include "ui/controls.h"
 #include "ui/layout.h"
 #include "ui/main_view.h"
 #include "ui/theme.h"
+#include "windows/camera.h"
 #include "windows/main_window.h"
+#include "windows/widget.h"
 
 #include <QApplication>
-#include <QPixmap>
-#include <QScreen>
-#include <QWindow>
 
 #include <algorithm>
 #include <cstdio>
@@ -33,18 +30,6 @@ constexpr std::uint64_t megabyte = 1U << 20;
 constexpr std::uint64_t gigabyte = 1U << 30;
 
 std::string folder;
-
-struct Theme {
-    const char *name;
-    int command;
-    bool highContrast;
-};
-constexpr Theme themes[] = {{"light", ui::id::themeLight, false},
-                            {"dark", ui::id::themeDark, false},
-                            {"contrast", ui::id::themeDark, true},
-                            {"whitecontrast", ui::id::themeLight, true}};
-
-constexpr const char *languages[] = {"en", "de", "ru", "ar", "hi", "th", "ja"};
 
 /// What the program is at.
 enum class Doing { Nothing, Holding, Cleaning };
@@ -99,20 +84,6 @@ void become(Doing doing) {
                     {W("/media/anna/Backup 2024"), 1'420 * gigabyte, 1'863 * gigabyte}};
 }
 
-/// Makes the desktop one of high contrast, or not. Nothing moves on it: each picture shows the end.
-void useDesktop(bool dark, bool highContrast) {
-    auto &settings = const_cast<platform::DesktopSettings &>(platform::desktopSettings());
-    settings.dark = dark;
-    settings.highContrast = highContrast;
-    settings.animations = false;
-    SendMessageW(mainView.window, WM_SETTINGCHANGE, 0, 0);
-}
-
-void useTheme(const Theme &theme) {
-    useDesktop(theme.command == ui::id::themeDark, theme.highContrast);
-    press(theme.command);
-}
-
 void useLanguage(std::string_view code) {
     const std::vector<LanguageChoice> &all = languageList();
     const auto found =
@@ -123,31 +94,22 @@ void useLanguage(std::string_view code) {
                  reinterpret_cast<LPARAM>(list));
 }
 
-/// Runs until what there is to paint has been painted.
-void settle() {
-    for (int round = 0; round < 6; ++round) {
-        QCoreApplication::sendPostedEvents();
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
-}
-
-void takePicture(const Page &page, const std::string &name) {
+void takePage(const Page &page, const std::string &name) {
     press(page.command);
     become(page.doing);
     ui::layoutMainWindow();
-    settle();
-    QWidget *widget = platform::paneOf(mainView.window)->widget;
-    const std::string path = folder + '/' + page.name + '-' + name + ".png";
-    constexpr int fast = 80; // as PNG understands quality: less time for more bytes
-    const QPixmap picture = widget->screen()->grabWindow(widget->winId());
-    if (!picture.save(QString::fromStdString(path), "PNG", fast))
-        throw std::runtime_error("cannot write " + path);
-    std::printf("%s\n", path.c_str());
+    takePicture(mainView.window, folder + '/' + page.name + '-' + name + ".png");
+}
+
+void takeWidget(Doing doing, const std::string &name) {
+    become(doing);
+    ui::layoutMainWindow();
+    takePicture(widgetWindow(), folder + '/' + name + ".png");
 }
 
 void takeAllPages(const std::string &name) {
     for (const Page &page : pages)
-        takePicture(page, name);
+        takePage(page, name);
 }
 
 void setClientSize(int width, int height) {
@@ -155,12 +117,16 @@ void setClientSize(int width, int height) {
     settle();
 }
 
-void takeThemesAndLanguages(const std::string &size) {
+void takeLooksAndLanguages(const std::string &size) {
     for (const char *language : languages) {
         useLanguage(language);
-        for (const Theme &theme : themes) {
-            useTheme(theme);
-            takeAllPages(size + '-' + theme.name + '-' + language);
+        for (const Look &look : looks) {
+            useLook(look);
+            const std::string name = size + '-' + look.name + '-' + language;
+            takeAllPages(name);
+            takeWidget(Doing::Holding, "widget-" + name);
+            takeWidget(Doing::Nothing, "widgetstart-" + name);
+            takeWidget(Doing::Cleaning, "widgetworking-" + name);
         }
     }
 }
@@ -168,10 +134,10 @@ void takeThemesAndLanguages(const std::string &size) {
 void takeAccents(const std::string &size) {
     useLanguage("en");
     for (int id = ui::id::firstAccent + 1; id <= ui::id::lastAccent; ++id) {
-        for (const Theme &theme : {themes[0], themes[1]}) {
-            useTheme(theme);
+        for (const Look &look : {looks[0], looks[1]}) {
+            useLook(look);
             press(id);
-            takeAllPages(size + '-' + theme.name + '-' + std::string(ui::accentOf(id).setting));
+            takeAllPages(size + '-' + look.name + '-' + std::string(ui::accentOf(id).setting));
         }
     }
     press(ui::id::firstAccent);
@@ -184,12 +150,14 @@ void makePictures() {
     if (!registerMainWindow() || createMainWindow({1300, 850}) == nullptr)
         throw std::runtime_error("there is no main window");
     ShowWindow(mainView.window, SW_SHOWNORMAL);
+    mainView.settings.widgetEnabled = true;
+    syncWidget();
     settle();
     setClientSize(static_cast<int>(1300 * mainView.dpiScale), static_cast<int>(850 * mainView.dpiScale));
-    takeThemesAndLanguages("usual");
+    takeLooksAndLanguages("usual");
     takeAccents("usual");
     setClientSize(900, 640);
-    takeThemesAndLanguages("smallest");
+    takeLooksAndLanguages("smallest");
     requestExit(true);
     ui::releaseDrawing();
     ui::releaseTheme();

@@ -9,14 +9,13 @@
 #include "ui/canvas.h"
 #include "ui/main_view.h"
 #include "ui/theme.h"
+#include "windows/camera.h"
 #include "windows/history_window.h"
 #include "windows/large_files_window.h"
 #include "windows/main_window.h"
 #include "windows/preview.h"
 
 #include <QApplication>
-#include <QPixmap>
-#include <QScreen>
 #include <QWindow>
 
 #include <cstdio>
@@ -34,39 +33,6 @@ constexpr std::uint64_t megabyte = 1U << 20;
 constexpr int listOfFiles = 9206;
 
 std::string folder;
-
-struct Theme {
-    const char *name;
-    const char *setting;
-    bool highContrast;
-};
-
-constexpr Theme themes[] = {{"light", "light", false}, {"dark", "dark", false}, {"contrast", "dark", true}};
-constexpr const char *languages[] = {"en", "de", "ru", "ar", "hi", "th", "ja"};
-
-/// What the desktop itself cannot be asked for here.
-void useHighContrast() {
-    const ui::SystemLook system = {.highContrast = true,
-                                   .animation = false,
-                                   .lightApps = false,
-                                   .window = 0xFF000000,
-                                   .windowText = 0xFFFFFFFF,
-                                   .highlight = 0xFF1AEBFF,
-                                   .highlightText = 0xFF000000};
-    const ui::Look look = ui::lookFor("dark", "emerald", system);
-    ui::palette = look.palette;
-    ui::isDark = look.isDark;
-    ui::highContrast = look.highContrast;
-    DeleteObject(ui::themeBrushes.card);
-    ui::themeBrushes.card = CreateSolidBrush(ui::toColorRef(ui::palette.cardBackground));
-}
-
-void useTheme(const Theme &theme) {
-    ui::mainView.settings.theme = theme.setting;
-    ui::applyTheme();
-    if (theme.highContrast)
-        useHighContrast();
-}
 
 FileEntry entryOf(const WString &path, std::uint64_t size, CleanCategory category) {
     FileEntry entry;
@@ -160,29 +126,11 @@ void writeHistory() {
     }
 }
 
-/// Runs until what there is to paint has been painted.
-void settle() {
-    for (int round = 0; round < 6; ++round) {
-        QCoreApplication::sendPostedEvents();
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
-}
-
 void waitForScreen(HWND window) {
     const QWindow *shown = platform::paneOf(window)->widget->windowHandle();
     while (!shown->isExposed())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     settle();
-}
-
-void takePicture(HWND window, const std::string &name) {
-    settle();
-    QWidget *widget = platform::paneOf(window)->widget;
-    const std::string path = folder + '/' + name + ".png";
-    const QPixmap picture = widget->screen()->grabWindow(widget->winId());
-    if (!picture.save(QString::fromStdString(path)))
-        throw std::runtime_error("cannot write " + path);
-    std::printf("%s\n", path.c_str());
 }
 
 void makeSmallest(HWND window) {
@@ -191,19 +139,20 @@ void makeSmallest(HWND window) {
     SetWindowPos(window, nullptr, 0, 0, limits.ptMinTrackSize.x, limits.ptMinTrackSize.y, SWP_NOZORDER);
 }
 
-/// One window in each theme and language, at its usual and at its smallest size.
+/// One window in each look and language, at its usual and at its smallest size.
 void takePictures(const std::string &name, const std::function<HWND()> &open) {
     for (const char *size : {"usual", "smallest"}) {
         HWND window = open();
         waitForScreen(window);
         if (size == std::string("smallest"))
             makeSmallest(window);
-        for (const Theme &theme : themes) {
+        for (const Look &look : looks) {
             for (const char *language : languages) {
+                ui::mainView.settings.language = language;
                 setLanguage(language);
-                useTheme(theme);
+                useLook(look);
                 SendMessageW(window, WM_APP_REFRESH, 0, 0);
-                takePicture(window, name + '-' + size + '-' + theme.name + '-' + language);
+                takePicture(window, folder + '/' + name + '-' + size + '-' + look.name + '-' + language + ".png");
             }
         }
         DestroyWindow(window);

@@ -50,11 +50,10 @@ void setHeaderTexts(HWND window, const LargeFilesData &data) {
     setColumnTitle(list, static_cast<int>(LargeColumn::Size), columnTitle(data, LargeColumn::Size, W("Размер")));
 }
 
-/// In high contrast a field has the colour of what it stands on.
-void paintFieldOutline(ui::Canvas &canvas, float x, float y, float width, float height) {
+/// In high contrast the field of the size has the colour of what it stands on.
+void paintSizeOutline(ui::Canvas &canvas) {
     if (ui::highContrast)
-        ui::fillRoundRect(canvas, x - 1, y - 1, width + 2, height + 2, 1, ui::palette.cardBackground,
-                          ui::palette.borderColor, 1);
+        ui::fillRoundRect(canvas, 193, 184, 112, 33, 1, ui::palette.cardBackground, ui::palette.borderColor, 1);
 }
 
 void paintLargeBody(HWND window, const LargeFilesData &data, ui::Canvas &canvas, float width, float height) {
@@ -66,8 +65,7 @@ void paintLargeBody(HWND window, const LargeFilesData &data, ui::Canvas &canvas,
     paintSubheading(canvas, tr(W("Выберите папку или диск")), 76, width, 27);
     canvas.drawText(tr(W("Минимальный размер")), 194, 165, 160, 19, 12, palette.textMuted, false, false, false, false);
     canvas.drawText(tr(W("МБ")), 315, 187, 40, 25, 13, palette.textMuted, false, true, true, false);
-    paintFieldOutline(canvas, 194, 130, width - 360, 33);
-    paintFieldOutline(canvas, 194, 185, 110, 31);
+    paintSizeOutline(canvas);
     paintPanel(canvas, 185, 228, width - 200, height - 326);
     const auto selected =
         static_cast<std::size_t>(SendMessageW(largeControl(window, large_id::list), LVM_GETSELECTEDCOUNT, 0, 0));

@@ -44,6 +44,11 @@ WChar standInFor(WChar unit) {
     return reorders(unit) || separatesLines(unit) ? replacement : unit;
 }
 
+/// A path on one line, to be read.
+WString pathLabel(const WString &path) {
+    return harmlessText(shownPath(path));
+}
+
 } // namespace
 
 WString harmlessText(WString text) {
@@ -54,10 +59,6 @@ WString harmlessText(WString text) {
             text[at] = isHigh(text[at]) || isLow(text[at]) ? replacement : standInFor(text[at]);
     }
     return text;
-}
-
-WString pathLabel(const WString &path) {
-    return harmlessText(shownPath(path));
 }
 
 WString pathCell(const WString &path) {

@@ -9,9 +9,7 @@ namespace dm {
 /// character: what a file is called must not decide how the window looks.
 WString harmlessText(WString text);
 
-/// A path on one line, to be read.
-WString pathLabel(const WString &path);
-/// A path for a list cell, which reads from left to right in every language, folder by folder.
+/// A path for a list cell or a label, which reads from left to right in every language, folder by folder.
 WString pathCell(const WString &path);
 /// A path for a field, from which typedPath gives it back.
 WString pathForField(const WString &path);

@@ -71,8 +71,7 @@ void paintDrive(ui::Canvas &canvas, const DriveInfo &drive, float y, float width
     paintRing(canvas, 22, y + 5, used);
     canvas.drawText(formatCount(static_cast<std::uint64_t>(std::lround(used * 100))) + W("%"), 22, y + 5, 35, 35, 10,
                     palette.textPrimary, true, true, true, true);
-    canvas.drawText(pathLabel(drive.root), 72, y + 1, width - 92, 22, 14, palette.textPrimary, true, false, true,
-                    false);
+    canvas.drawText(pathCell(drive.root), 72, y + 1, width - 92, 22, 14, palette.textPrimary, true, false, true, false);
     const WString detail = tr(W("Свободно")) + W(" ") + formatSize(drive.freeBytes) + W(" · ") + tr(W("Занято")) +
                            W(" ") + formatSize(drive.totalBytes - std::min(drive.freeBytes, drive.totalBytes));
     canvas.drawText(detail, 72, y + 23, width - 92, 20, 11, palette.textMuted, false, false, true, false);

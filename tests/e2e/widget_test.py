@@ -54,13 +54,19 @@ class Widget(desktop.DesktopTest):
         desktop.xdotool("click", "1")
         wait_until(lambda: "active" in widget.states, "keys for the widget")
 
+    def drag_and_store(self, start, end):
+        settings = desktop.HOME / ".local/share/Dustmere/state.dat"
+        before = settings.stat().st_ino
+        drag(start, end)
+        wait_until(lambda: settings.stat().st_ino != before, "stored settings")
+
     def test_is_dragged_by_its_top_alone_and_comes_back_to_its_place(self):
         program, widget = self.start_with_widget()
         left, top, *_ = widget.place
         drag((left + 200, top + CAPTION - 5), (left + 100, top + CAPTION + 35))
         wait_until(lambda: widget.place[:2] == (left - 100, top + 40), "place of the drag")
         drag((left + 100, top + 40 + CAPTION + 5), (left + 200, top + 200))
-        drag((left + 100, top + 60), (0, top + 60))  # so that it would reach beyond the screen's edge
+        self.drag_and_store((left + 100, top + 60), (0, top + 60))  # so that it would reach beyond the screen's edge
         wait_until(lambda: widget.place[:2] == (MARGIN, top + 40), "place inside the screen")
         program.kill()
 
@@ -168,8 +174,7 @@ class Widget(desktop.DesktopTest):
         program, widget = self.start_with_widget()
         left, top, *_ = widget.place
         self.assertGreater(left, 800)
-        drag((left + 100, top + 20), (left + 110, top + 120))
-        wait_until(lambda: widget.place[:2] == (left + 10, top + 100), "stored place")
+        self.drag_and_store((left + 100, top + 20), (left + 110, top + 120))
         program.kill()
         display = desktop.start_server("Xvfb", "-displayfd", "1", "-screen", "0", "800x520x24", "-nolisten", "tcp")
         environment = {"DISPLAY": ":" + display}

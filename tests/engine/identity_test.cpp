@@ -11,7 +11,7 @@ using test::Scratch;
 TEST(Identity, PlainnessIsToldByAttributesAndLinks) {
     constexpr DWORD folder = FILE_ATTRIBUTE_DIRECTORY;
     constexpr DWORD link = FILE_ATTRIBUTE_REPARSE_POINT;
-    constexpr DWORD harmless = FILE_ATTRIBUTE_NORMAL | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+    constexpr DWORD harmless = FILE_ATTRIBUTE_NORMAL | FILE_ATTRIBUTE_SYSTEM;
     const struct {
         DWORD attributes;
         DWORD links;
@@ -139,16 +139,16 @@ TEST(Identity, AnObjectThatLeftItsPathHasNoFinalPath) {
 }
 
 TEST(Identity, ClosingAHandleLeavesTheLastErrorAlone) {
-    SetLastError(ERROR_CRC);
+    SetLastError(ERROR_DISK_FULL);
     { const OwnedHandle notAHandle(INVALID_HANDLE_VALUE); }
     { const OwnedHandle nothing; }
     const Scratch scratch;
     OwnedHandle folder = openFolder(toExtendedPath(scratch.wide()));
     ASSERT_TRUE(folder);
-    SetLastError(ERROR_CRC);
+    SetLastError(ERROR_DISK_FULL);
     folder.reset();
     EXPECT_FALSE(folder);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_CRC));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
 }
 
 } // namespace

@@ -54,13 +54,10 @@ TEST(KnownFolders, AccountTellsTheHomeWhereTheEnvironmentDoesNot) {
 }
 
 TEST(KnownFolders, LocalAppDataIsTheDataHome) {
-    PWSTR path = nullptr;
-    ASSERT_EQ(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &path), S_OK);
+    WCHAR path[MAX_PATH];
+    ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, path), S_OK);
     EXPECT_EQ(linuxPath(path), baseFolders().dataHome);
-    CoTaskMemFree(path);
-    EXPECT_EQ(SHGetKnownFolderPath(GUID{}, 0, nullptr, &path), E_INVALIDARG);
-    EXPECT_EQ(path, nullptr);
-    EXPECT_EQ(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, nullptr), E_INVALIDARG);
+    EXPECT_EQ(SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA + 1, nullptr, SHGFP_TYPE_CURRENT, path), E_INVALIDARG);
 }
 
 TEST(KnownFolders, TempPath) {

@@ -1,3 +1,4 @@
+#include "rects.h"
 #include "ui/controls.h"
 #include "ui/layout.h"
 
@@ -9,6 +10,8 @@
 
 namespace dm::ui {
 namespace {
+
+using test::edges;
 
 std::map<int, RECT> rectsOf(int width, int height, float scale, PageId page, bool operationRuns) {
     std::map<int, RECT> rects;
@@ -22,11 +25,6 @@ std::map<int, RECT> rectsOf(int width, int height, float scale, PageId page, boo
 
 bool overlap(const RECT &a, const RECT &b) {
     return a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
-}
-
-std::string text(const RECT &rect) {
-    return std::to_string(rect.left) + "," + std::to_string(rect.top) + "," + std::to_string(rect.right) + "," +
-           std::to_string(rect.bottom);
 }
 
 struct Client {
@@ -47,7 +45,7 @@ TEST(Layout, ControlsOfAPageLieApartInsideTheClient) {
                 const RECT &rect = a->second;
                 EXPECT_TRUE(rect.left >= 0 && rect.top >= 0 && rect.left < rect.right && rect.top < rect.bottom &&
                             rect.right <= client.width && rect.bottom <= client.height)
-                    << a->first << " at " << text(rect) << " in " << client.width << " by " << client.height;
+                    << a->first << " at " << edges(rect) << " in " << client.width << " by " << client.height;
                 for (auto b = std::next(a); b != rects.end(); ++b)
                     EXPECT_FALSE(overlap(rect, b->second)) << a->first << " and " << b->first << " in " << client.width;
             }
@@ -102,15 +100,15 @@ TEST(Layout, PlacesByTheGrid) {
         {PageId::Settings, 1300, 850, 1, 140, "478,508,1175,536"},
     };
     for (const auto &c : cases)
-        EXPECT_EQ(text(rectsOf(c.width, c.height, c.scale, c.page, true)[c.id]), c.rect) << c.id << " " << c.width;
+        EXPECT_EQ(edges(rectsOf(c.width, c.height, c.scale, c.page, true)[c.id]), c.rect) << c.id << " " << c.width;
     EXPECT_FLOAT_EQ(computeMetrics(1300, 850, 1).listHeight, 354);
     EXPECT_FLOAT_EQ(computeMetrics(1100, 700, 1).listHeight, 280);
 }
 
 TEST(Layout, RoundsCornerAndSizeEachByItself) {
     // A size is the same wherever it stands.
-    EXPECT_EQ(text(placedRect(10.3F, 10.6F, 5.2F, 5.3F, 1.5F)), "15,16,23,24");
-    EXPECT_EQ(text(placedRect(1, 1, 1, 1, 0.4F)), "0,0,0,0");
+    EXPECT_EQ(edges(placedRect(10.3F, 10.6F, 5.2F, 5.3F, 1.5F)), "15,16,23,24");
+    EXPECT_EQ(edges(placedRect(1, 1, 1, 1, 0.4F)), "0,0,0,0");
 }
 
 TEST(Layout, ScaleFitsTheDesignGrid) {
@@ -141,9 +139,9 @@ TEST(Layout, ClampsToTheWorkArea) {
         {{300, 300, 300, 200}, "300,300,301,301"},    {{-9000, 9000, -8000, 9100}, "108,542,1092,642"},
     };
     for (const auto &[given, clamped] : cases)
-        EXPECT_EQ(text(clampToArea(given, area)), clamped) << text(given);
+        EXPECT_EQ(edges(clampToArea(given, area)), clamped) << edges(given);
     // An area smaller than its margins.
-    EXPECT_EQ(text(clampToArea({0, 0, 50, 50}, {0, 0, 10, 10})), "8,8,9,9");
+    EXPECT_EQ(edges(clampToArea({0, 0, 50, 50}, {0, 0, 10, 10})), "8,8,9,9");
 }
 
 TEST(Layout, ScaledPixelsAreRoundedAndNeverNone) {

@@ -1,6 +1,7 @@
 #include "ui/scroll_bars.h"
 
 #include "platform/window/windows.h"
+#include "rects.h"
 #include "ui/list_view.h"
 #include "ui/theme.h"
 
@@ -9,10 +10,7 @@
 namespace dm::ui {
 namespace {
 
-std::string text(const RECT &rect) {
-    return std::to_string(rect.left) + "," + std::to_string(rect.top) + "," + std::to_string(rect.right) + "," +
-           std::to_string(rect.bottom);
-}
+using test::edges;
 
 TEST(ScrollBars, AreShapedByTheirThickness) {
     const struct {
@@ -30,7 +28,7 @@ TEST(ScrollBars, AreShapedByTheirThickness) {
     };
     for (const auto &c : cases) {
         const ScrollBarShape shape = scrollBarShape(c.bar, c.vertical, 50, 110, 17);
-        EXPECT_EQ(text(shape.thumb), c.thumb);
+        EXPECT_EQ(edges(shape.thumb), c.thumb);
         EXPECT_EQ(shape.thumbRadius, c.radius);
         EXPECT_EQ(shape.arrows[0].tip.x, c.firstTip.x) << c.thumb;
         EXPECT_EQ(shape.arrows[0].tip.y, c.firstTip.y) << c.thumb;

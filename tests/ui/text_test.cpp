@@ -225,6 +225,32 @@ TEST_F(Text, NoLanguageLacksAGlyph) {
     EXPECT_GT(glyphs, 50000U);
 }
 
+TEST_F(Text, ScriptsAreShaped) {
+    const auto width = [&](const char *language, const WString &text) {
+        setLanguage(language);
+        TextRun one = run(text, {0, 0, 500, 80}, 40, 40);
+        return measureTextRun(painter, one).cx;
+    };
+    // U+200C keeps letters from joining and from forming a conjunct.
+    EXPECT_LT(width("ar", W("سسس")), width("ar", W("س\u200Cس\u200Cس")));
+    EXPECT_LT(width("hi", W("क्ष")), width("hi", W("क्\u200Cष")));
+    EXPECT_LT(width("bn", W("ক্ষ")), width("bn", W("ক্\u200Cষ")));
+    EXPECT_EQ(width("th", W("กี่")), width("th", W("ก"))) << "marks stand above their letter";
+    EXPECT_EQ(width("vi", W("e\u0302\u0301")), width("vi", W("\u1EBF")));
+
+    const auto drawn = [&](const char *language) {
+        setLanguage(language);
+        Pixels pixels(60, 60);
+        pixels.fill(0xFFFFFF);
+        TextRun one = run(W("直"), {0, 0, 60, 60}, 40, 40);
+        drawTextRun(painter, pixels.dc, one);
+        return pixels.image();
+    };
+    EXPECT_EQ(drawn("en"), drawn("zh"));
+    EXPECT_NE(drawn("ja"), drawn("zh")) << "each language has its own form of it, whichever came first";
+    EXPECT_NE(drawn("ko"), drawn("zh"));
+}
+
 TEST_F(Text, WhatIsMeasuredIsWhatIsDrawn) {
     int looked = 0;
     forEachText([&](const WString &text, const std::string &where) {

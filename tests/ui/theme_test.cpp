@@ -59,12 +59,6 @@ TEST(Theme, OnlyKnownSettingsAreDark) {
         EXPECT_EQ(lookFor(theme, "blue", {.lightApps = lightApps}).isDark, dark) << theme;
 }
 
-TEST(Theme, MotionIsReducedWithoutAnimationOrWithContrast) {
-    EXPECT_FALSE(lookFor("dark", "blue", {}).reduceMotion);
-    EXPECT_TRUE(lookFor("dark", "blue", {.animation = false}).reduceMotion);
-    EXPECT_TRUE(lookFor("dark", "blue", contrast).reduceMotion);
-}
-
 TEST(Theme, PalettesAreAsDesigned) {
     const Palette dark = lookFor("dark", "violet", {}).palette;
     EXPECT_EQ(dark.windowBackground, 0xFF0D141A);
@@ -94,7 +88,9 @@ TEST(Theme, PalettesAreAsDesigned) {
 TEST(Theme, HighContrastTakesTheSystemsColours) {
     const Look look = lookFor("dark", "blue", contrast);
     EXPECT_TRUE(look.isDark);
-    EXPECT_TRUE(look.highContrast);
+    EXPECT_TRUE(look.highContrast && look.reduceMotion);
+    EXPECT_FALSE(lookFor("dark", "blue", {}).reduceMotion);
+    EXPECT_TRUE(lookFor("dark", "blue", {.animation = false}).reduceMotion);
     const Palette expected = {
         .windowBackground = 0xFF000001,
         .sidebarBackground = 0xFF000001,

@@ -19,6 +19,7 @@
 
 #include <QAbstractButton>
 #include <QMessageBox>
+#include <QTableView>
 #include <QTimer>
 
 namespace dm {
@@ -93,7 +94,7 @@ protected:
     }
     WString takeSaid() { return std::exchange(said_, {}); }
 
-    static LRESULT rowsIn(HWND list) { return SendMessageW(list, LVM_GETITEMCOUNT, 0, 0); }
+    static int rowsIn(HWND list) { return qobject_cast<QTableView *>(test::widgetOf(list))->model()->rowCount(); }
     static WString cell(HWND window, HWND list, int row, int column) {
         NMLVDISPINFOW info = {};
         info.hdr.hwndFrom = list;

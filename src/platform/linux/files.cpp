@@ -458,11 +458,10 @@ DWORD WINAPI GetFileType(HANDLE file) {
 }
 
 BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD from) {
-    static_assert(FILE_BEGIN == SEEK_SET && FILE_CURRENT == SEEK_CUR && FILE_END == SEEK_END);
     const OpenFile *open = objectOf<OpenFile>(file);
     if (open == nullptr)
         return FALSE;
-    const off_t now = from > FILE_END ? -1 : lseek(open->descriptor.get(), distance.QuadPart, static_cast<int>(from));
+    const off_t now = from != FILE_BEGIN ? -1 : lseek(open->descriptor.get(), distance.QuadPart, SEEK_SET);
     if (now < 0)
         return fail(ERROR_INVALID_PARAMETER);
     if (position != nullptr)

@@ -93,7 +93,7 @@ public:
     Network &operator=(const Network &) = delete;
     ~Network();
 
-    void wake() { curl_multi_wakeup(multi_); }
+    void wake() { curl().multiWakeUp(multi_); }
     void add(std::shared_ptr<HttpRequest> request) { opened_.push_back(std::move(request)); }
 
 private:
@@ -111,15 +111,15 @@ private:
 };
 
 Network::Network() {
-    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
+    if (curl().globalInit(CURL_GLOBAL_DEFAULT) != CURLE_OK)
         throw std::runtime_error("libcurl");
-    multi_ = curl_multi_init();
+    multi_ = curl().multiInit();
     if (multi_ == nullptr)
         throw std::bad_alloc();
     try {
         thread_ = std::thread([this] { run(); });
     } catch (...) {
-        curl_multi_cleanup(multi_);
+        curl().multiCleanup(multi_);
         throw;
     }
 }
@@ -132,7 +132,7 @@ Network::~Network() {
     }
     wake();
     thread_.join();
-    curl_multi_cleanup(multi_);
+    curl().multiCleanup(multi_);
 }
 
 void Network::run() {
@@ -141,8 +141,8 @@ void Network::run() {
         next_ = HttpClock::time_point::max();
         requests_.remove_if([this](const auto &request) { return !serve(*request); });
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(next_ - HttpClock::now()).count();
-        curl_multi_poll(multi_, nullptr, 0, static_cast<int>(std::clamp<decltype(left)>(left, 0, 3600 * 1000)),
-                        nullptr);
+        curl().multiPoll(multi_, nullptr, 0, static_cast<int>(std::clamp<decltype(left)>(left, 0, 3600 * 1000)),
+                         nullptr);
         perform();
     }
     for (const auto &request : requests_)
@@ -192,11 +192,11 @@ bool Network::serve(HttpRequest &request) {
 /// Lets all transfers come on.
 void Network::perform() {
     int running = 0;
-    curl_multi_perform(multi_, &running);
+    curl().multiPerform(multi_, &running);
     int left = 0;
-    while (const CURLMsg *message = curl_multi_info_read(multi_, &left)) {
+    while (const CURLMsg *message = curl().multiInfoRead(multi_, &left)) {
         void *transfer = nullptr;
-        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
+        curl().easyGetInfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
         endTransfer(*static_cast<HttpTransfer *>(transfer), message->data.result);
     }
 }

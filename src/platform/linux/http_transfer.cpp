@@ -42,7 +42,7 @@ std::size_t onHeader(char *line, std::size_t, std::size_t length, void *data) {
     auto &transfer = *static_cast<HttpTransfer *>(data);
     const std::string_view text(line, length);
     long status = 0;
-    curl_easy_getinfo(transfer.easy.get(), CURLINFO_RESPONSE_CODE, &status);
+    curl().easyGetInfo(transfer.easy.get(), CURLINFO_RESPONSE_CODE, &status);
     if ((text == "\r\n" || text == "\n") && status >= 200 && transfer.progress < HttpProgress::Answered) {
         transfer.status = static_cast<DWORD>(status);
         advance(transfer, HttpProgress::Answered);
@@ -61,7 +61,7 @@ std::size_t onBody(char *bytes, std::size_t, std::size_t length, void *data) {
 }
 
 bool addHeader(HttpTransfer &transfer, const char *line) {
-    curl_slist *const longer = curl_slist_append(transfer.headers.get(), line);
+    curl_slist *const longer = curl().listAppend(transfer.headers.get(), line);
     if (longer == nullptr)
         return false;
     static_cast<void>(transfer.headers.release()); // it is a part of the longer one
@@ -83,7 +83,7 @@ struct Options {
 
     template <typename Value>
     void set(CURLoption option, Value value) {
-        accepted = curl_easy_setopt(easy, option, value) == CURLE_OK && accepted;
+        accepted = curl().easySetOption(easy, option, value) == CURLE_OK && accepted;
     }
 };
 
@@ -181,7 +181,7 @@ HttpTransfer::~HttpTransfer() {
 std::unique_ptr<HttpTransfer> prepareTransfer(const HttpMessage &message) {
     auto transfer = std::make_unique<HttpTransfer>(message);
     transfer->received.reserve(CURL_MAX_WRITE_SIZE); // nothing may throw through libcurl later
-    transfer->easy.reset(curl_easy_init());
+    transfer->easy.reset(curl().easyInit());
     if (transfer->easy == nullptr || !addHeaders(*transfer, message.headers))
         return nullptr;
     Options options = {transfer->easy.get()};
@@ -194,7 +194,7 @@ std::unique_ptr<HttpTransfer> prepareTransfer(const HttpMessage &message) {
 
 void startTransfer(HttpTransfer &transfer, CURLM *multi) {
     transfer.since = HttpClock::now();
-    if (curl_multi_add_handle(multi, transfer.easy.get()) == CURLM_OK)
+    if (curl().multiAdd(multi, transfer.easy.get()) == CURLM_OK)
         transfer.multi = multi;
     else
         endTransfer(transfer, DWORD{ERROR_WINHTTP_INTERNAL_ERROR});
@@ -202,7 +202,7 @@ void startTransfer(HttpTransfer &transfer, CURLM *multi) {
 
 void endTransfer(HttpTransfer &transfer, DWORD error) {
     if (transfer.multi != nullptr && transfer.easy != nullptr)
-        curl_multi_remove_handle(transfer.multi, transfer.easy.get());
+        curl().multiRemove(transfer.multi, transfer.easy.get());
     transfer.easy.reset();
     transfer.error = error;
 }
@@ -219,9 +219,9 @@ void noteUpload(HttpTransfer &transfer) {
     curl_off_t uploaded = 0;
     curl_off_t size = 0;
     long headSize = 0;
-    curl_easy_getinfo(transfer.easy.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
-    curl_easy_getinfo(transfer.easy.get(), CURLINFO_CONTENT_LENGTH_UPLOAD_T, &size);
-    curl_easy_getinfo(transfer.easy.get(), CURLINFO_REQUEST_SIZE, &headSize);
+    curl().easyGetInfo(transfer.easy.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
+    curl().easyGetInfo(transfer.easy.get(), CURLINFO_CONTENT_LENGTH_UPLOAD_T, &size);
+    curl().easyGetInfo(transfer.easy.get(), CURLINFO_REQUEST_SIZE, &headSize);
     if (headSize > 0 && uploaded >= size)
         advance(transfer, HttpProgress::Waiting);
 }
@@ -235,7 +235,7 @@ DWORD takeReceived(HttpTransfer &transfer, LPVOID buffer, DWORD size) {
 
 void resumeTransfer(HttpTransfer &transfer) {
     if (transfer.received.empty() && std::exchange(transfer.paused, false))
-        curl_easy_pause(transfer.easy.get(), CURLPAUSE_CONT);
+        curl().easyPause(transfer.easy.get(), CURLPAUSE_CONT);
 }
 
 HttpClock::time_point limitOf(const HttpTransfer &transfer, HttpClock::time_point asked) {

@@ -1,9 +1,8 @@
 // One exchange with a server, over libcurl.
 #pragma once
 
+#include "platform/linux/curl_library.h"
 #include "platform/win32.h"
-
-#include <curl/curl.h>
 
 #include <array>
 #include <chrono>
@@ -35,10 +34,10 @@ struct HttpMessage {
 };
 
 struct CurlDeleter {
-    void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
+    void operator()(CURL *easy) const { curl().easyCleanup(easy); }
 };
 struct CurlListDeleter {
-    void operator()(curl_slist *list) const { curl_slist_free_all(list); }
+    void operator()(curl_slist *list) const { curl().listFree(list); }
 };
 
 /// Any thread may prepare a transfer; it is then the layer's thread's alone.

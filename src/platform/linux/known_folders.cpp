@@ -100,23 +100,6 @@ HRESULT localAppData(dm::WString &path) {
 
 } // namespace
 
-HRESULT WINAPI SHGetKnownFolderPath(REFKNOWNFOLDERID folder, DWORD, HANDLE, PWSTR *path) {
-    if (path == nullptr)
-        return E_INVALIDARG;
-    *path = nullptr;
-    if (!(folder == FOLDERID_LocalAppData))
-        return E_INVALIDARG;
-    dm::WString wide;
-    if (const HRESULT result = localAppData(wide); FAILED(result))
-        return result;
-    const std::size_t bytes = (wide.size() + 1) * sizeof(WCHAR);
-    *path = static_cast<PWSTR>(malloc(bytes));
-    if (*path == nullptr)
-        return HRESULT_FROM_WIN32(ERROR_NOT_ENOUGH_MEMORY);
-    memcpy(*path, wide.c_str(), bytes);
-    return S_OK;
-}
-
 HRESULT WINAPI SHGetFolderPathW(HWND, int folder, HANDLE, DWORD type, LPWSTR path) {
     if (path == nullptr || folder != CSIDL_LOCAL_APPDATA || type != SHGFP_TYPE_CURRENT)
         return E_INVALIDARG;

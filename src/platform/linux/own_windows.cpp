@@ -135,7 +135,7 @@ std::unique_ptr<Window> newWindow(const WindowClass &windowClass, DWORD style, D
     window->extendedStyle = extendedStyle;
     if ((style & WS_CHILD) != 0)
         window->parent = parent;
-    else if (parent != HWND_MESSAGE)
+    else
         window->owner = parent;
     window->id = reinterpret_cast<UINT_PTR>(menu);
     return window;
@@ -143,7 +143,7 @@ std::unique_ptr<Window> newWindow(const WindowClass &windowClass, DWORD style, D
 
 bool makeWidget(HWND window, const WindowClass &windowClass, const CREATESTRUCTW &creation) {
     const WindowLibrary *library = windowLibrary();
-    if (library == nullptr || creation.hwndParent == HWND_MESSAGE)
+    if (library == nullptr)
         return true;
     return windowClass.make == nullptr ? library->make(window, creation) : windowClass.make(window, creation);
 }
@@ -213,8 +213,7 @@ HWND WINAPI CreateWindowExW(DWORD extendedStyle, LPCWSTR className, LPCWSTR titl
         return nullptr;
     }
     const bool needsParent = (style & WS_CHILD) != 0;
-    if (needsParent ? windowOf(parent) == nullptr
-                    : parent != nullptr && parent != HWND_MESSAGE && windowOf(parent) == nullptr)
+    if ((needsParent || parent != nullptr) && windowOf(parent) == nullptr)
         return nullptr;
 
     const HWND window = addWindow(newWindow(windowClass->second, style, extendedStyle, parent, menu));
@@ -235,7 +234,7 @@ HWND WINAPI CreateWindowExW(DWORD extendedStyle, LPCWSTR className, LPCWSTR titl
         DestroyWindow(window);
         return nullptr;
     }
-    if (windowLibrary() != nullptr && isOwnWindow(window) && parent != HWND_MESSAGE)
+    if (windowLibrary() != nullptr && isOwnWindow(window))
         windowLibrary()->made(window, (style & WS_VISIBLE) != 0);
     return isOwnWindow(window) ? window : nullptr;
 }

@@ -17,14 +17,10 @@ using USHORT = std::uint16_t;
 using DWORD = std::uint32_t;
 using UINT = std::uint32_t;
 using ULONG = std::uint32_t;
-using INT = int;
 using LONG = std::int32_t;
 using BOOL = int;
 using LONGLONG = std::int64_t;
 using ULONGLONG = std::uint64_t;
-using DWORD64 = std::uint64_t;
-using DWORDLONG = std::uint64_t;
-using SIZE_T = std::size_t;
 using ULONG_PTR = std::uintptr_t;
 using INT_PTR = std::intptr_t;
 using DWORD_PTR = std::uintptr_t;
@@ -36,7 +32,6 @@ using LRESULT = LONG_PTR;
 using HRESULT = LONG;
 using WCHAR = char16_t;
 using LPWSTR = WCHAR *;
-using PWSTR = WCHAR *;
 using LPCWSTR = const WCHAR *;
 using PCWSTR = const WCHAR *;
 using LPOLESTR = WCHAR *;
@@ -125,7 +120,6 @@ inline bool operator==(const GUID &left, const GUID &right) {
 // Last-error codes.
 #define NO_ERROR 0
 #define ERROR_SUCCESS 0
-#define ERROR_INVALID_FUNCTION 1
 #define ERROR_FILE_NOT_FOUND 2
 #define ERROR_PATH_NOT_FOUND 3
 #define ERROR_TOO_MANY_OPEN_FILES 4
@@ -136,13 +130,11 @@ inline bool operator==(const GUID &left, const GUID &right) {
 #define ERROR_NOT_SAME_DEVICE 17
 #define ERROR_NO_MORE_FILES 18
 #define ERROR_WRITE_PROTECT 19
-#define ERROR_CRC 23
 #define ERROR_BAD_LENGTH 24
 #define ERROR_GEN_FAILURE 31
 #define ERROR_SHARING_VIOLATION 32
 #define ERROR_LOCK_VIOLATION 33
 #define ERROR_NOT_SUPPORTED 50
-#define ERROR_FILE_EXISTS 80
 #define ERROR_INVALID_PARAMETER 87
 #define ERROR_DISK_FULL 112
 #define ERROR_INSUFFICIENT_BUFFER 122
@@ -155,7 +147,6 @@ inline bool operator==(const GUID &left, const GUID &right) {
 #define ERROR_DIRECTORY 267
 #define ERROR_INVALID_FLAGS 1004
 #define ERROR_FILE_INVALID 1006
-#define ERROR_NOT_FOUND 1168
 #define ERROR_DISK_QUOTA_EXCEEDED 1295
 #define ERROR_CANCELLED 1223
 #define ERROR_NO_UNICODE_TRANSLATION 1113
@@ -166,7 +157,6 @@ inline bool operator==(const GUID &left, const GUID &right) {
 #define ERROR_REPARSE_TAG_INVALID 4393
 
 #define S_OK (static_cast<HRESULT>(0))
-#define S_FALSE (static_cast<HRESULT>(1))
 #define E_NOTIMPL (static_cast<HRESULT>(0x80004001))
 #define E_NOINTERFACE (static_cast<HRESULT>(0x80004002))
 #define E_POINTER (static_cast<HRESULT>(0x80004003))

@@ -4,7 +4,6 @@
 #include "platform/linux/win32_shell_items.h"
 #include "platform/linux/win32_windows.h"
 
-#define MB_OK 0x00000000U
 #define MB_YESNO 0x00000004U
 #define MB_ICONERROR 0x00000010U
 #define MB_ICONQUESTION 0x00000020U

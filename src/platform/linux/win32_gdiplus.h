@@ -10,18 +10,16 @@ using ARGB = DWORD;
 
 enum Status {
     Ok = 0,
-    GenericError = 1,
     InvalidParameter = 2,
-    OutOfMemory = 3,
     NotImplemented = 6,
     FontFamilyNotFound = 14,
     GdiplusNotInitialized = 18,
 };
 enum Unit { UnitWorld = 0 };
-enum SmoothingMode { SmoothingModeNone = 3, SmoothingModeAntiAlias = 4 };
+enum SmoothingMode { SmoothingModeAntiAlias = 4 };
 enum MatrixOrder { MatrixOrderPrepend = 0 };
-enum FlushIntention { FlushIntentionFlush = 0, FlushIntentionSync = 1 };
-enum FillMode { FillModeAlternate = 0, FillModeWinding = 1 };
+enum FlushIntention { FlushIntentionSync = 1 };
+enum FillMode { FillModeAlternate = 0 };
 enum LineCap { LineCapFlat = 0, LineCapRound = 2 };
 enum DashStyle { DashStyleSolid = 0, DashStyleDot = 2 };
 

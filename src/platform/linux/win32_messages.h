@@ -77,7 +77,6 @@
 #define ICON_SMALL 0
 #define ICON_BIG 1
 #define HTTRANSPARENT (-1)
-#define HTNOWHERE 0
 #define HTCLIENT 1
 #define HTCAPTION 2
 #define MK_LBUTTON 0x0001

@@ -42,7 +42,7 @@ struct PROPERTYKEY {
     DWORD pid;
 };
 using TRANSFER_ADVISE_STATE = DWORD;
-enum { TS_NONE = 0, TS_PERFORMING = 1, TS_PREPARING = 2, TS_INDETERMINATE = 4 };
+enum { TS_PERFORMING = 1, TS_PREPARING = 2 };
 
 /// What a transfer source tells while it works, and asks; a failure as the answer ends the transfer.
 struct ITransferAdviseSink : IUnknown {

@@ -7,7 +7,6 @@
 #define WS_OVERLAPPED 0x00000000U
 #define WS_POPUP 0x80000000U
 #define WS_CHILD 0x40000000U
-#define WS_MINIMIZE 0x20000000U
 #define WS_VISIBLE 0x10000000U
 #define WS_DISABLED 0x08000000U
 #define WS_CLIPSIBLINGS 0x04000000U
@@ -16,7 +15,6 @@
 #define WS_VSCROLL 0x00200000U
 #define WS_SYSMENU 0x00080000U
 #define WS_THICKFRAME 0x00040000U
-#define WS_GROUP 0x00020000U
 #define WS_MINIMIZEBOX 0x00020000U
 #define WS_TABSTOP 0x00010000U
 #define WS_MAXIMIZEBOX 0x00010000U
@@ -29,7 +27,6 @@
 #define WS_EX_LAYOUTRTL 0x00400000U
 
 #define CW_USEDEFAULT (static_cast<int>(0x80000000))
-#define HWND_MESSAGE (reinterpret_cast<HWND>(static_cast<LONG_PTR>(-3)))
 #define GW_OWNER 4
 #define GWL_STYLE (-16)
 #define GWL_EXSTYLE (-20)
@@ -37,7 +34,6 @@
 
 #define SW_HIDE 0
 #define SW_SHOWNORMAL 1
-#define SW_SHOWMINIMIZED 2
 #define SW_SHOWNOACTIVATE 4
 #define SW_SHOW 5
 #define SW_RESTORE 9
@@ -50,7 +46,6 @@
 #define SWP_NOACTIVATE 0x0010
 #define SWP_FRAMECHANGED 0x0020
 #define SWP_SHOWWINDOW 0x0040
-#define SWP_HIDEWINDOW 0x0080
 #define SWP_NOCOPYBITS 0x0100
 
 #define RDW_INVALIDATE 0x0001
@@ -222,7 +217,7 @@ BOOL WINAPI UpdateLayeredWindow(HWND window, HDC screen, POINT *position, SIZE *
                                 COLORREF key, BLENDFUNCTION *blend, DWORD flags);
 
 HWND WINAPI SetFocus(HWND window);
-HWND WINAPI GetFocus();
+HWND WINAPI GetFocus(); ///< null while a dialog of theirs has the keyboard
 BOOL WINAPI SetForegroundWindow(HWND window);
 /// The window that it owns and that was last active, if it is still there; else itself.
 HWND WINAPI GetLastActivePopup(HWND window);

@@ -4,7 +4,10 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QScrollBar>
+#include <QTableView>
+#include <QTextBlock>
 #include <QWheelEvent>
 
 #include <set>
@@ -295,6 +298,36 @@ TEST_F(Controls, ALongTextKeepsItsPlaceUnderANewOne) {
     }
 }
 
+TEST_F(Controls, ATextReadFromTheRightBeginsThere) {
+    const HWND edit =
+        newControl(window, W("EDIT"), ES_MULTILINE | ES_AUTOHSCROLL | ES_READONLY | WS_VSCROLL, 1, {0, 0, 280, 150});
+    SetWindowTextW(edit, (W("\u0639 12\r\n") + WString(200, 0x0639) + W("\r\n\u0639")).c_str());
+    show(window);
+    const auto &text = *qobject_cast<QPlainTextEdit *>(widgetOf(edit));
+    const auto firstOf = [&](int line) {
+        widgetOf(edit)->grab(); // the lines are laid out when they are painted
+        return text.cursorRect(QTextCursor(text.document()->findBlockByNumber(line))).x();
+    };
+    const auto setStyle = [edit](LONG_PTR style) {
+        SetWindowLongPtrW(edit, GWL_EXSTYLE, style);
+        SetWindowPos(edit, nullptr, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOZORDER | SWP_FRAMECHANGED);
+    };
+    const int width = text.viewport()->width();
+    setStyle(WS_EX_RTLREADING);
+    for (const int line : {0, 1, 2})
+        EXPECT_NEAR(firstOf(line), width - 5, 5) << line;
+    // The caret goes to the other end of the long line, and into view.
+    SendMessageW(edit, EM_SETSEL, 7, 7);
+    SetFocus(edit);
+    type(edit, Qt::Key_End);
+    runLoop(window);
+    EXPECT_GT(firstOf(0), width);
+    EXPECT_TRUE(text.viewport()->rect().contains(text.cursorRect().center()));
+
+    setStyle(0);
+    EXPECT_LT(firstOf(2), 30);
+}
+
 HWND newCombo(HWND parent, DWORD style) {
     const HWND combo = newControl(parent, W("COMBOBOX"), style | WS_VSCROLL, 9, {10, 10, 150, 150});
     for (const LPCWSTR text : {W("/"), W("/home"), W("/media/stick")})
@@ -493,7 +526,7 @@ TEST_F(List, RowsAreChosenByMouseAndKeys) {
         EXPECT_EQ(selected(), step.selected) << &step - steps;
         EXPECT_EQ(parent.changes > 0, before != step.selected) << &step - steps;
     }
-    EXPECT_EQ(SendMessageW(list, LVM_GETITEMSTATE, 49, LVIS_FOCUSED | LVIS_SELECTED), LVIS_FOCUSED | LVIS_SELECTED);
+    EXPECT_EQ(qobject_cast<QTableView *>(widgetOf(list))->currentIndex().row(), 49) << "the one with the focus";
 }
 
 TEST_F(List, TheProgramSelectsSortsAndShrinks) {

@@ -1,14 +1,12 @@
-#include "environment.h"
+#include "bus.h"
 #include "scratch.h"
 #include "windows.h"
 
-#include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QMap>
-#include <QProcess>
 #include <QScreen>
 #include <QSocketNotifier>
 
@@ -50,13 +48,13 @@ void sendChange(const QDBusConnection &connection) {
 
 /// Serves as the portal until the pipe's other end is closed: says when it is there, and for each byte that it gets
 /// tells of a change.
-[[noreturn]] void servePortal(const QString &address, int pipe) {
+[[noreturn]] void servePortal(const PrivateBus &bus, int pipe) {
     int count = 0;
     const QCoreApplication application(count, nullptr);
     qDBusRegisterMetaType<QMap<QString, QVariant>>();
     qDBusRegisterMetaType<Values>();
     Portal portal;
-    auto connection = QDBusConnection::connectToBus(address, QStringLiteral("portal"));
+    QDBusConnection connection = bus.connect(QStringLiteral("portal"));
     const bool serves = connection.registerVirtualObject(QStringLiteral("/org/freedesktop/portal/desktop"), &portal) &&
                         connection.registerService(QStringLiteral("org.freedesktop.portal.Desktop"));
     QSocketNotifier heard(pipe, QSocketNotifier::Read);
@@ -72,27 +70,23 @@ void sendChange(const QDBusConnection &connection) {
     _exit(0);
 }
 
-/// A message bus that nobody else has, with a portal.
+/// A bus with a portal.
 class PrivateDesktop {
 public:
     PrivateDesktop() {
-        daemon_.start(QStringLiteral("dbus-daemon"),
-                      {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address")});
-        if (!daemon_.waitForStarted() || !daemon_.waitForReadyRead())
+        if (!bus_.isThere())
             return;
-        const QByteArray address = daemon_.readLine().trimmed();
         int pipe[2];
         require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pipe) == 0, "socketpair");
         pipe_ = pipe[0];
         portal_ = fork();
         if (portal_ == 0) {
             close(pipe[0]);
-            servePortal(QString::fromUtf8(address), pipe[1]);
+            servePortal(bus_, pipe[1]);
         }
         close(pipe[1]);
         char byte = 0;
         serves_ = read(pipe_, &byte, 1) == 1;
-        setEnvironment({{"DBUS_SESSION_BUS_ADDRESS", address.constData()}});
     }
     PrivateDesktop(const PrivateDesktop &) = delete;
     PrivateDesktop &operator=(const PrivateDesktop &) = delete;
@@ -101,15 +95,13 @@ public:
             close(pipe_);
             waitpid(portal_, nullptr, 0);
         }
-        daemon_.terminate();
-        daemon_.waitForFinished();
     }
 
     bool serves() const { return serves_; }
     void change() const { EXPECT_EQ(write(pipe_, "!", 1), 1); }
 
 private:
-    QProcess daemon_;
+    PrivateBus bus_;
     int pipe_ = -1;
     pid_t portal_ = -1;
     bool serves_ = false;
@@ -156,6 +148,8 @@ TEST_F(Desktop, SettingsComeFromThePortalAndChangesAreTold) {
         GTEST_SKIP() << "There is no dbus-daemon.";
     EXPECT_FALSE(isLight());
     EXPECT_TRUE(isHighContrast());
+    EXPECT_EQ(GetSysColor(COLOR_WINDOW), RGB(0, 0, 0)) << "dark, as the desktop is";
+    EXPECT_EQ(GetSysColor(COLOR_WINDOWTEXT), RGB(255, 255, 255));
     EXPECT_FALSE(parameter(SPI_GETCLIENTAREAANIMATION));
     EXPECT_FALSE(parameter(SPI_GETFONTSMOOTHING));
 

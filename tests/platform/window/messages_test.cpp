@@ -1,8 +1,6 @@
 #include "windows.h"
 
-#include <QAbstractButton>
 #include <QApplication>
-#include <QMessageBox>
 
 #include <atomic>
 #include <chrono>
@@ -19,7 +17,7 @@ class Messages : public WindowTest {};
 
 /// A window without a screen, as long as there is no window library.
 HWND messageWindow(Handler &handler) {
-    return CreateWindowExW(0, testClass(), W(""), 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, &handler);
+    return CreateWindowExW(0, testClass(), W(""), 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, &handler);
 }
 
 vector<std::jthread> postFromThreads(HWND window, int threads, int each) {
@@ -110,27 +108,39 @@ TEST_F(Messages, WhatAMouseDoesBehindAKeyWaitsBehindIt) {
     EXPECT_EQ(seen, W("5"));
 }
 
-TEST_F(Messages, InADialogPostedMessagesGoStraightToTheirWindows) {
+TEST_F(Messages, InADialogOrMenuPostedMessagesGoStraightToTheirWindows) {
     vector<UINT> got;
+    HWND focused = nullptr;
     const TopWindow window([&](HWND self, UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
         if (message >= firstMessage)
             got.push_back(message);
         if (message == firstMessage) {
             std::thread([self] { PostMessageW(self, firstMessage + 1, 0, 0); }).join();
         } else if (message == firstMessage + 1) {
-            // By now the dialog is open, and this is inside its loop.
-            auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+            // By now it is open, and this is inside its loop.
+            QWidget *open = QApplication::activePopupWidget() != nullptr ? QApplication::activePopupWidget()
+                                                                         : QApplication::activeModalWidget();
+            focused = GetFocus();
             PostQuitMessage(3); // is for the program's loop
-            EXPECT_NE(box, nullptr);
-            if (box != nullptr)
-                box->buttons().constFirst()->click();
+            EXPECT_NE(open, nullptr);
+            if (open != nullptr)
+                open->close();
         }
         return std::nullopt;
     });
     show(window);
-    PostMessageW(window, firstMessage, 0, 0); // also what was posted before the dialog opens
-    EXPECT_EQ(MessageBoxW(window, W("Text"), W("Title"), MB_OK), IDOK);
+    const HMENU menu = CreatePopupMenu();
+    AppendMenuW(menu, MF_STRING, 1, W("Open"));
+    PostMessageW(window, firstMessage, 0, 0); // also what was posted before it opens
+    EXPECT_EQ(TrackPopupMenuEx(menu, TPM_RETURNCMD, 20, 20, window, nullptr), 0);
+    DestroyMenu(menu);
+    EXPECT_EQ(std::exchange(got, {}), (vector<UINT>{firstMessage, firstMessage + 1}));
+    EXPECT_EQ(focused, window.window) << "a menu leaves it where it is";
+
+    PostMessageW(window, firstMessage, 0, 0);
+    EXPECT_EQ(MessageBoxW(window, W("Text"), W("Title"), MB_ICONINFORMATION), IDOK);
     EXPECT_EQ(got, (vector<UINT>{firstMessage, firstMessage + 1}));
+    EXPECT_EQ(focused, nullptr) << "the dialog has the keyboard";
     MSG message;
     EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), FALSE);
     EXPECT_EQ(message.wParam, 3U);

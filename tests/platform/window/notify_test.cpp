@@ -1,15 +1,13 @@
-#include "environment.h"
+#include "bus.h"
 #include "platform/linux/window/corner_icon.h"
 #include "windows.h"
 
 #include <QApplication>
-#include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCall>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QDeadlineTimer>
-#include <QProcess>
 #include <QStringList>
 
 namespace dm::test {
@@ -88,34 +86,21 @@ bool comesTrue(Condition condition) {
     return true;
 }
 
-/// A message bus that nobody else has; a panel on it can come and go.
+/// A panel that can come and go.
 class Panel final : public QDBusVirtualObject {
 public:
-    Panel() {
-        daemon_.start(QStringLiteral("dbus-daemon"),
-                      {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address")});
-        if (!daemon_.waitForStarted() || !daemon_.waitForReadyRead())
-            return;
-        const QByteArray address = daemon_.readLine().trimmed();
-        setEnvironment({{"DBUS_SESSION_BUS_ADDRESS", address.constData()}});
-        bus_ = QDBusConnection::connectToBus(QString::fromUtf8(address), QStringLiteral("panel"));
-        bus_.registerVirtualObject(watcherPath, this);
-    }
-    ~Panel() override {
-        QDBusConnection::disconnectFromBus(QStringLiteral("panel"));
-        daemon_.terminate();
-        daemon_.waitForFinished();
-    }
+    Panel() { connection_.registerVirtualObject(watcherPath, this); }
+    ~Panel() override { QDBusConnection::disconnectFromBus(QStringLiteral("panel")); }
 
-    bool isThere() const { return bus_.isConnected(); }
-    void come() { EXPECT_TRUE(bus_.registerService(watcherService)); }
-    void go() { EXPECT_TRUE(bus_.unregisterService(watcherService)); }
+    bool isThere() const { return connection_.isConnected(); }
+    void come() { EXPECT_TRUE(connection_.registerService(watcherService)); }
+    void go() { EXPECT_TRUE(connection_.unregisterService(watcherService)); }
 
     /// What the user does with the item that came last.
     void call(const QString &method, int x, int y) const {
         QDBusMessage message = QDBusMessage::createMethodCall(items.last(), itemPath, itemInterface, method);
         message << x << y;
-        bus_.asyncCall(message);
+        connection_.asyncCall(message);
     }
 
     QString introspect(const QString &) const override { return {}; }
@@ -132,8 +117,8 @@ public:
     bool shows = true; ///< the watcher knows of a host
 
 private:
-    QProcess daemon_;
-    QDBusConnection bus_{QString()};
+    PrivateBus bus_;
+    QDBusConnection connection_ = bus_.connect(QStringLiteral("panel"));
 };
 
 class Notify : public WindowTest {};

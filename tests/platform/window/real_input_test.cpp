@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QTableView>
 
 namespace dm::test {
 namespace {
@@ -154,7 +155,7 @@ TEST_F(RealInput, APersonPicksRowsAndTurnsTheWheel) {
     act(QStringLiteral("keydown shift ") + at(list, QPoint(20, 100)) + QStringLiteral(" click 1 keyup shift"));
     EXPECT_TRUE(until([&] { return selectedCount() > 3; }));
     act(QStringLiteral("click 5"));
-    EXPECT_TRUE(until([&] { return SendMessageW(list, LVM_GETTOPINDEX, 0, 0) > 0; }));
+    EXPECT_TRUE(until([&] { return qobject_cast<QTableView *>(widgetOf(list))->rowAt(0) > 0; }));
 }
 
 TEST_F(RealInput, AWindowHasItsSizeWithTheFrameAndIsMinimisedAndClosed) {
@@ -173,6 +174,11 @@ TEST_F(RealInput, AWindowHasItsSizeWithTheFrameAndIsMinimisedAndClosed) {
     ShowWindow(window, SW_RESTORE);
     EXPECT_TRUE(until([&] { return IsIconic(window) == FALSE && widgetOf(window)->isActiveWindow(); }));
     EXPECT_EQ(sizes.back().first, UINT{SIZE_RESTORED});
+    const QSize before = sizes.back().second;
+    widgetOf(window)->showMaximized();
+    EXPECT_TRUE(until([&] { return sizes.back().first == UINT{SIZE_MAXIMIZED}; }));
+    ShowWindow(window, SW_RESTORE);
+    EXPECT_TRUE(until([&] { return sizes.back() == std::pair(UINT{SIZE_RESTORED}, before); }));
     // The manager hands over the focus when it likes to; until then the key goes nowhere.
     EXPECT_TRUE(until([&] {
         act(QStringLiteral("key alt+F4"));

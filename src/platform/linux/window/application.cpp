@@ -9,6 +9,7 @@
 #include "platform/linux/window/style.h"
 
 #include <QAbstractEventDispatcher>
+#include <QPixmapCache>
 #include <QThread>
 
 #include <array>
@@ -114,6 +115,8 @@ QApplication &application() {
     dispatcher = QAbstractEventDispatcher::instance();
     QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, &eventWatcher(), sendPostedInsideDialogs);
     watchDesktop();
+    // In KiB. Qt would keep 10 MB of what its controls once looked like; the program draws them itself.
+    QPixmapCache::setCacheLimit(512);
     describeWindows();
     return *theApplication();
 }

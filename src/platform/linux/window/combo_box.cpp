@@ -138,8 +138,6 @@ std::optional<LRESULT> answer(ComboBox &box, UINT message, WPARAM wParam, LPARAM
         box.clear();
         box.toldIndex = -1;
         return 0;
-    case CB_GETCOUNT:
-        return box.count();
     case CB_GETCURSEL:
         return box.currentIndex();
     case CB_SETCURSEL:

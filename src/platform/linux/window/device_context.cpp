@@ -38,7 +38,6 @@ int kindOf(const QRegion &region) {
     return region.isEmpty() ? NULLREGION : region.rectCount() == 1 ? SIMPLEREGION : complexRegion;
 }
 
-/// Invalid for NULL_BRUSH.
 QColor fillColor(const DeviceContext &context, const Brush &brush) {
     return brush.ofContext ? context.state.brushColor : brush.color;
 }
@@ -273,9 +272,7 @@ int WINAPI FillRect(HDC dc, const RECT *rect, HBRUSH brush) {
         return 0;
     const QColor color = fillColor(*context, *fill);
     const QRect area(rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top);
-    if (!color.isValid() || area.isEmpty())
-        return 1;
-    if (QPainter *painter = preparedPainter(*context))
+    if (QPainter *painter = area.isEmpty() ? nullptr : preparedPainter(*context))
         painter->fillRect(area, color);
     return 1;
 }
@@ -288,9 +285,8 @@ BOOL WINAPI RoundRect(HDC dc, int left, int top, int right, int bottom, int widt
     const QRectF area(left, top, right - left - 1, bottom - top - 1);
     QPainter *painter = area.isEmpty() ? nullptr : preparedPainter(*context);
     if (painter != nullptr) {
-        const QColor color = fillColor(*context, *brush);
         painter->setPen(selectedPen(*context));
-        painter->setBrush(color.isValid() ? QBrush(color) : QBrush(Qt::NoBrush));
+        painter->setBrush(fillColor(*context, *brush));
         painter->drawRoundedRect(area, width / 2.0, height / 2.0);
     }
     return TRUE;

@@ -24,7 +24,7 @@ struct Bitmap {
 };
 
 struct Brush {
-    QColor color;           ///< invalid for NULL_BRUSH
+    QColor color;
     bool ofContext = false; ///< DC_BRUSH: the colour is the device context's
 };
 

@@ -235,6 +235,15 @@ void makeLine(HWND window, const CREATESTRUCTW &creation) {
     addPart(window, edit, wholeWidget);
 }
 
+/// The text has the program's colours. In those the bars could not be told from it.
+void keepSystemColors(QScrollBar &bar) {
+    QPalette palette = QGuiApplication::palette();
+    for (const QPalette::ColorRole role : {QPalette::Base, QPalette::Button, QPalette::Window, QPalette::Text,
+                                           QPalette::ButtonText, QPalette::WindowText})
+        palette.setColor(role, palette.color(role));
+    bar.setPalette(palette);
+}
+
 void makeLines(HWND window, const CREATESTRUCTW &creation) {
     auto *edit = new TextEdit;
     const auto style = static_cast<DWORD>(creation.style);
@@ -247,6 +256,7 @@ void makeLines(HWND window, const CREATESTRUCTW &creation) {
     edit->setLineWrapMode((style & ES_AUTOHSCROLL) != 0 ? QPlainTextEdit::NoWrap : QPlainTextEdit::WidgetWidth);
     edit->setVerticalScrollBarPolicy((style & WS_VSCROLL) != 0 ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
     edit->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    keepSystemColors(*edit->verticalScrollBar());
     Pane &pane = addPane(window, edit, creation);
     pane.client = edit->viewport();
     addPart(window, edit, Role::Keys | Role::Place);

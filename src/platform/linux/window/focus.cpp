@@ -117,7 +117,13 @@ HWND WINAPI SetFocus(HWND window) {
 
 HWND WINAPI GetFocus() {
     application();
-    return windowOfWidget(QApplication::focusWidget());
+    QWidget *focused = QApplication::focusWidget();
+    const QWidget *dialog = QApplication::activeModalWidget();
+    // A dialog takes the keyboard from its owner when it opens, however long the window manager takes to say so.
+    if (focused != nullptr && dialog != nullptr &&
+        (dialog->parentWidget() == nullptr || dialog->parentWidget() == focused->window()))
+        return nullptr;
+    return windowOfWidget(focused);
 }
 
 BOOL WINAPI SetForegroundWindow(HWND window) {

@@ -18,6 +18,10 @@ namespace {
 struct WindowsFamily {
     const char *name;
     std::vector<const char *> standIns;
+    /// Qt makes one engine for a family, size and weight, and whoever asks first says what stands behind the family:
+    /// Han characters would have the forms of the language that was shown first. The hint is part of what Qt compares,
+    /// so it keeps apart those that take them from another family; it says nothing else about a family that is there.
+    QFont::StyleHint hint = QFont::AnyStyle;
 };
 
 const std::vector<WindowsFamily> &windowsFamilies() {
@@ -26,8 +30,8 @@ const std::vector<WindowsFamily> &windowsFamilies() {
         {"Nirmala UI", {"Noto Sans", "Noto Sans Devanagari", "Noto Sans Bengali"}},
         {"Leelawadee UI", {"Noto Sans", "Noto Sans Thai"}},
         {"Microsoft YaHei UI", {"Noto Sans", "Noto Sans CJK SC"}},
-        {"Yu Gothic UI", {"Noto Sans", "Noto Sans CJK JP"}},
-        {"Malgun Gothic", {"Noto Sans", "Noto Sans CJK KR"}},
+        {"Yu Gothic UI", {"Noto Sans", "Noto Sans CJK JP"}, QFont::SansSerif},
+        {"Malgun Gothic", {"Noto Sans", "Noto Sans CJK KR"}, QFont::System},
     };
     return all;
 }
@@ -132,7 +136,10 @@ HFONT WINAPI CreateFontW(int height, int width, int escapement, int orientation,
         return nullptr;
     }
     ensureFonts();
-    QFont font(familiesFor(QString::fromUtf16(family)));
+    const QString name = QString::fromUtf16(family);
+    QFont font(familiesFor(name));
+    if (const WindowsFamily *known = windowsFamily(name))
+        font.setStyleHint(known->hint);
     font.setPixelSize(-height);
     font.setWeight(static_cast<QFont::Weight>(weight == 0 ? FW_NORMAL : weight));
     font.setItalic(italic != FALSE);

@@ -163,9 +163,9 @@ GpStatus WINAPI GdipScaleWorldTransform(GpGraphics *graphics, REAL x, REAL y, Gp
 }
 
 GpStatus WINAPI GdipSetSmoothingMode(GpGraphics *graphics, SmoothingMode mode) {
-    if (graphics == nullptr || (mode != SmoothingModeNone && mode != SmoothingModeAntiAlias))
+    if (graphics == nullptr || mode != SmoothingModeAntiAlias)
         return InvalidParameter;
-    graphics->antialias = mode == SmoothingModeAntiAlias;
+    graphics->antialias = true;
     return Ok;
 }
 
@@ -221,11 +221,9 @@ GpStatus WINAPI GdipDeleteBrush(GpBrush *brush) {
 }
 
 GpStatus WINAPI GdipCreatePath(GpFillMode mode, GpPath **path) {
-    if (mode != FillModeAlternate && mode != FillModeWinding)
+    if (mode != FillModeAlternate)
         return InvalidParameter;
-    GpPath made;
-    made.path.setFillRule(mode == FillModeWinding ? Qt::WindingFill : Qt::OddEvenFill);
-    return make(path, std::move(made));
+    return make(path, GpPath{});
 }
 
 GpStatus WINAPI GdipDeletePath(GpPath *path) {

@@ -61,8 +61,6 @@ void paint(HWND window) {
 LRESULT giveItem(const Header &header, int section, HDITEMW &item) {
     if (section < 0 || section >= header.count())
         return FALSE;
-    if ((item.mask & HDI_WIDTH) != 0)
-        item.cxy = header.sectionSize(section);
     if ((item.mask & HDI_TEXT) != 0 && item.pszText != nullptr && item.cchTextMax > 0) {
         const WString title = wideOf(header.model()->headerData(section, Qt::Horizontal).toString());
         const std::size_t copied = std::min<std::size_t>(title.size(), static_cast<std::size_t>(item.cchTextMax) - 1);
@@ -100,8 +98,6 @@ LRESULT CALLBACK headerProcedure(HWND window, UINT message, WPARAM wParam, LPARA
     case WM_PAINT:
         paint(window);
         return 0;
-    case HDM_GETITEMCOUNT:
-        return widgetOf<Header>(window).count();
     case HDM_GETITEMW:
         return giveItem(widgetOf<Header>(window), static_cast<int>(wParam), *reinterpret_cast<HDITEMW *>(lParam));
     default:

@@ -257,6 +257,16 @@ class RowDelegate final : public QStyledItemDelegate {
 public:
     explicit RowDelegate(ListView &list) : QStyledItemDelegate(&list), list_(list) {}
 
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override {
+        QStyleOptionViewItem cell = option;
+        initStyleOption(&cell, index);
+        // Shortened here, since the style lays out several times over what it is given, and paths are long.
+        QStyle &style = *list_.style();
+        const int margin = 2 * (style.pixelMetric(QStyle::PM_FocusFrameHMargin, &cell, &list_) + 1);
+        cell.text = cell.fontMetrics.elidedText(cell.text, cell.textElideMode, cell.rect.width() - margin);
+        style.drawControl(QStyle::CE_ItemViewItem, &cell, painter, &list_);
+    }
+
 protected:
     void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override {
         QStyledItemDelegate::initStyleOption(option, index);
@@ -332,11 +342,6 @@ LRESULT setState(HWND window, ListView &list, int row, const LVITEMW &item) {
     return TRUE;
 }
 
-LRESULT stateOf(ListView &list, int row, UINT mask) {
-    const UINT state = (list.isSelected(row) ? LVIS_SELECTED : 0U) | (row == list.focusedRow() ? LVIS_FOCUSED : 0U);
-    return state & mask;
-}
-
 LRESULT setColor(ListView &list, std::initializer_list<QPalette::ColorRole> roles, COLORREF color) {
     QPalette palette = list.palette();
     for (const QPalette::ColorRole role : roles)
@@ -354,20 +359,14 @@ std::optional<LRESULT> answer(HWND window, ListView &list, UINT message, WPARAM 
         return setColor(list, {QPalette::Text}, static_cast<COLORREF>(lParam));
     case LVM_SETTEXTBKCOLOR:
         return TRUE; // the texts lie on the list's own background
-    case LVM_GETITEMCOUNT:
-        return list.count();
     case LVM_SETITEMCOUNT:
         return setCount(list, row, (lParam & LVSICF_NOINVALIDATEALL) != 0);
     case LVM_GETNEXTITEM:
-        return (lParam & LVNI_SELECTED) != 0 ? list.nextSelected(row) : row + 1 < list.count() ? row + 1 : -1;
+        return (lParam & LVNI_SELECTED) != 0 ? list.nextSelected(row) : -1;
     case LVM_GETSELECTEDCOUNT:
         return list.selectedCount();
-    case LVM_GETTOPINDEX:
-        return std::max(list.rowAt(0), 0);
     case LVM_SETITEMSTATE:
         return setState(window, list, row, *reinterpret_cast<const LVITEMW *>(lParam));
-    case LVM_GETITEMSTATE:
-        return stateOf(list, row, static_cast<UINT>(lParam));
     case LVM_INSERTCOLUMNW:
         return insertColumn(list, row, *reinterpret_cast<const LVCOLUMNW *>(lParam));
     case LVM_SETCOLUMNW:

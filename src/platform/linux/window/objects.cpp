@@ -25,7 +25,6 @@ constexpr int startBitmapIndex = -1;
 const std::vector<StockObject> &stockObjects() {
     static const std::vector<StockObject> all = {
         {startBitmapIndex, newDrawingObject(Bitmap{})},
-        {NULL_BRUSH, newDrawingObject(Brush{})},
         {BLACK_PEN, newDrawingObject(Pen{.color = Qt::black, .width = 1})},
         {NULL_PEN, newDrawingObject(Pen{})},
         {SYSTEM_FONT, newDrawingObject(Font{})},

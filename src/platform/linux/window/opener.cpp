@@ -120,7 +120,7 @@ HRESULT WINAPI SHOpenFolderAndSelectItems(PCIDLIST_ABSOLUTE folder, UINT count, 
     return S_OK;
 }
 
-HINSTANCE WINAPI ShellExecuteW(HWND, LPCWSTR operation, LPCWSTR file, LPCWSTR, LPCWSTR, INT) {
+HINSTANCE WINAPI ShellExecuteW(HWND, LPCWSTR operation, LPCWSTR file, LPCWSTR, LPCWSTR, int) {
     std::intptr_t answer = notSupported;
     if (file != nullptr && operation != nullptr && dm::WStringView(operation) == W("open")) {
         const QUrl url = urlOf(file);

@@ -111,6 +111,15 @@ void activate(Pane &pane) {
     pane.widget->activateWindow();
 }
 
+/// A minimised window becomes what it was before, a maximised one gets the size that it had before.
+void restore(const Pane &pane) {
+    if (!isTopLevel(pane))
+        return;
+    const Qt::WindowStates state = pane.widget->windowState();
+    const bool minimized = state.testFlag(Qt::WindowMinimized);
+    pane.widget->setWindowState(state & ~(minimized ? Qt::WindowMinimized : Qt::WindowMaximized));
+}
+
 void applyExtendedStyle(const Pane &pane) {
     if (!pane.ownsWidget)
         return; // it is as the one that it is part of
@@ -334,16 +343,11 @@ BOOL WINAPI ShowWindow(HWND window, int command) {
     case SW_HIDE:
         setShown(window, false);
         return wasShown;
-    case SW_SHOWMINIMIZED:
-        pane->widget->setWindowState(pane->widget->windowState() | Qt::WindowMinimized);
-        setShown(window, true);
-        return wasShown;
     case SW_SHOWNORMAL:
     case SW_SHOWNOACTIVATE:
     case SW_RESTORE:
     case SW_SHOWDEFAULT:
-        if (isTopLevel(*pane))
-            pane->widget->setWindowState(pane->widget->windowState() & ~Qt::WindowMinimized);
+        restore(*pane);
         break;
     default:
         break;
@@ -392,8 +396,6 @@ BOOL WINAPI SetWindowPos(HWND window, HWND, int x, int y, int width, int height,
         place(*pane, {x, y, x + width, y + height}, flags);
     if ((flags & SWP_SHOWWINDOW) != 0 && isOwnWindow(window))
         setShown(window, true);
-    if ((flags & SWP_HIDEWINDOW) != 0 && isOwnWindow(window))
-        setShown(window, false);
     return TRUE;
 }
 
