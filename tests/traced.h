@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <functional>
+#include <set>
 #include <utility>
 
 #include <sys/ptrace.h>
@@ -93,23 +94,32 @@ private:
     int status_ = 0;
 };
 
+/// The calls that look at names in folders, or change them.
+inline const std::set<long> callsOnNames = {SYS_flock,   SYS_openat,   SYS_openat2,   SYS_getdents64,
+                                            SYS_mkdirat, SYS_renameat, SYS_renameat2, SYS_unlinkat};
+
 /// Has the work done over and over by a process of its own, each time made anew by `prepare` and interfered with before
-/// a later one of its system calls, or at that stride; the last time it is left in peace. Gives the number of calls.
+/// a later one of its system calls, or of those that are given; the last time it is left in peace. Gives the number of
+/// times.
 inline int atEveryCall(const std::function<void()> &prepare, const std::function<void()> &work,
                        const std::function<void(TracedProcess &)> &act, const std::function<void()> &check,
-                       int stride = 1) {
-    int calls = 0;
-    for (bool goesOn = true; goesOn && !testing::Test::HasFailure(); calls += stride) {
-        SCOPED_TRACE("before call " + std::to_string(calls));
+                       const std::set<long> &only = {}) {
+    int times = 0;
+    for (bool goesOn = true; goesOn && !testing::Test::HasFailure(); ++times) {
+        SCOPED_TRACE("before call " + std::to_string(times));
         prepare();
         TracedProcess process(work);
-        goesOn = process.steps(2 * calls + 1);
+        for (int calls = -1; goesOn && calls < times;) {
+            goesOn = process.step();
+            const long call = goesOn ? process.call() : -1;
+            calls += call >= 0 && (only.empty() || only.contains(call));
+        }
         if (goesOn)
             act(process);
         process.finish();
         check();
     }
-    return calls;
+    return times;
 }
 
 } // namespace dm::test
