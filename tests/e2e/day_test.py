@@ -95,9 +95,12 @@ class Day(DayTest):
             self.spend_day(program, day)
         memory_then, descriptors_then = self.needs(program)
         print(f"{DAYS} days: {memory} KiB resident before, {memory_then} after; {descriptors} descriptors, {descriptors_then}")
+        # A sanitizer keeps what is freed for a while.
+        sanitized = "libasan" in pathlib.Path(f"/proc/{program.process.pid}/maps").read_text()
         self.exit(program)
         self.assertEqual(descriptors_then, descriptors)
-        self.assertLessEqual(memory_then, memory * 1.02)
+        if not sanitized:
+            self.assertLessEqual(memory_then, memory * 1.02)
         self.assertEqual(HISTORY.read_text().count('"kind":"cleanup"'), 2 + DAYS)
 
 
