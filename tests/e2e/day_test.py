@@ -24,7 +24,7 @@ class DayTest(desktop.DesktopTest):
 
         keys("alt+F4")
         program.wait_gone("frame")
-        program.find("push button", "Dustmere .*").click()
+        self.icon(program).click()
         program.active_window()
 
         self.start_cleanup(program)
@@ -64,9 +64,15 @@ class DayTest(desktop.DesktopTest):
         program.find("list item", name).click()
         program.wait_gone("list item")
 
+    def icon(self, program):
+        """Once the window manager has placed it."""
+        icon = program.find("push button", "Dustmere .*")
+        wait_until(lambda: icon.place[:2] != (0, 0), "the icon's place")
+        return icon
+
     def exit(self, program):
         keys("alt+F4")
-        program.find("push button", "Dustmere .*").click(button=3)
+        self.icon(program).click(button=3)
         desktop.menu().find("menu item", "Exit").click()
         self.assertEqual(program.wait_end(), 0)
 
