@@ -24,7 +24,7 @@ class DayTest(desktop.DesktopTest):
 
         keys("alt+F4")
         program.wait_gone("frame")
-        program.find("push button", "Dustmere .*").click()
+        self.icon(program).click()
         program.active_window()
 
         self.start_cleanup(program)
@@ -64,9 +64,15 @@ class DayTest(desktop.DesktopTest):
         program.find("list item", name).click()
         program.wait_gone("list item")
 
+    def icon(self, program):
+        """Once the window manager has placed it."""
+        icon = program.find("push button", "Dustmere .*")
+        wait_until(lambda: icon.place[:2] != (0, 0), "the icon's place")
+        return icon
+
     def exit(self, program):
         keys("alt+F4")
-        program.find("push button", "Dustmere .*").click(button=3)
+        self.icon(program).click(button=3)
         desktop.menu().find("menu item", "Exit").click()
         self.assertEqual(program.wait_end(), 0)
 
@@ -95,9 +101,12 @@ class Day(DayTest):
             self.spend_day(program, day)
         memory_then, descriptors_then = self.needs(program)
         print(f"{DAYS} days: {memory} KiB resident before, {memory_then} after; {descriptors} descriptors, {descriptors_then}")
+        # A sanitizer keeps what is freed for a while.
+        sanitized = "libasan" in pathlib.Path(f"/proc/{program.process.pid}/maps").read_text()
         self.exit(program)
         self.assertEqual(descriptors_then, descriptors)
-        self.assertLessEqual(memory_then, memory * 1.02)
+        if not sanitized:
+            self.assertLessEqual(memory_then, memory * 1.02)
         self.assertEqual(HISTORY.read_text().count('"kind":"cleanup"'), 2 + DAYS)
 
 

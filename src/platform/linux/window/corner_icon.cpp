@@ -1,5 +1,7 @@
 #include "platform/linux/window/corner_icon.h"
 
+#include "platform/linux/window/x11.h"
+
 #include <QBitmap>
 #include <QContextMenuEvent>
 #include <QGuiApplication>
@@ -8,6 +10,8 @@
 #include <QPainter>
 #include <QScreen>
 #include <QTimer>
+
+#include <utility>
 
 namespace dm::platform {
 namespace {
@@ -55,6 +59,7 @@ void CornerIcon::showInCorner() {
     move(room.right() + 1 - margin - side, room.bottom() + 1 - margin - side);
     // Without a compositing desktop nothing else cuts the corners off.
     setMask(icon().pixmap(side, side).mask());
+    unseen_ = true;
     show();
     raise();
 }
@@ -70,6 +75,9 @@ void CornerIcon::showBalloon(const QString &title, const QString &text) {
 }
 
 void CornerIcon::paintEvent(QPaintEvent *) {
+    if (std::exchange(unseen_, false))
+        QMetaObject::invokeMethod(
+            this, [this] { correctPlace(*windowHandle()); }, Qt::QueuedConnection);
     QPainter painter(this);
     painter.drawPixmap(0, 0, icon().pixmap(size()));
     if (hasFocus()) {

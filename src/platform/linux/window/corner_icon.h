@@ -31,6 +31,7 @@ private:
     QPoint centre() const;
 
     QLabel balloon_;
+    bool unseen_ = false; ///< shown, and not yet painted
 };
 
 } // namespace dm::platform
