@@ -65,10 +65,16 @@ class MainWindow(desktop.DesktopTest):
 class Settings(MainWindow):
     def test_each_takes_effect_at_once_and_survives_a_restart(self):
         program, window = self.open_settings()
+        heard, change = [], "object:property-change:accessible-name"
+        listener = desktop.Atspi.EventListener.new(lambda event: heard.append(event.source.get_name()))
+        listener.register(change)
+        self.addCleanup(listener.deregister, change)
         for name in ("Close browsers", "Skip files in use", "Optional analytics", "Desktop widget"):
             before = program.find(BUTTON, f"{name} · (On|Off)").name
             program.click(BUTTON, before)
-            program.find(BUTTON, f"{name} · " + ("Off" if before.endswith("On") else "On"))
+            after = f"{name} · " + ("Off" if before.endswith("On") else "On")
+            program.find(BUTTON, after)
+            wait_until(lambda: after in heard, f"{after}, told to the screen reader")
         program.find(BUTTON, "Hide widget")
         slider = program.find("slider", "Widget opacity")
         opacity = slider.value
