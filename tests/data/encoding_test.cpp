@@ -44,9 +44,10 @@ TEST(Encoding, DamagedBytesAreRefusedOrReplacedOneByOne) {
         {"a\xC3\xC3\xA9z", W("a\uFFFD\u00E9z")},
         {"\xF0\x9F\x98", W("\uFFFD\uFFFD\uFFFD")},
     };
-    for (const auto &[bytes, lossy] : cases) {
-        EXPECT_EQ(test::failureOf([&] { utf8ToWide(bytes); }), "invalid UTF-8") << testing::PrintToString(bytes);
-        EXPECT_EQ(decodeUtf8Lossy(bytes), lossy) << testing::PrintToString(bytes);
+    for (const auto &row : cases) {
+        SCOPED_TRACE(testing::PrintToString(row.bytes));
+        EXPECT_EQ(test::failureOf([&] { utf8ToWide(row.bytes); }), "invalid UTF-8");
+        EXPECT_EQ(decodeUtf8Lossy(row.bytes), row.lossy);
     }
 }
 

@@ -153,9 +153,10 @@ TEST(HistoryRecord, WhatIsWrittenReadsBackEqual) {
     }
     const HistoryEvent longText = message(WString(8193, W('x')));
     const HistoryEvent longDetail = message(W(""), WString(8193, W('x')));
-    for (const auto &[event, time] :
-         {std::pair(message(W("")), std::int64_t{0}), {message(W("")), latestTime + 1}, {longText, 1}, {longDetail, 1}})
-        EXPECT_EQ(test::failureOf([&] { formatHistoryRecord(event, time); }), "history bounds");
+    const std::pair<HistoryEvent, std::int64_t> refused[] = {
+        {message(W("")), 0}, {message(W("")), latestTime + 1}, {longText, 1}, {longDetail, 1}};
+    for (const auto &row : refused)
+        EXPECT_EQ(test::failureOf([&] { formatHistoryRecord(row.first, row.second); }), "history bounds");
 }
 
 TEST(HistoryRecord, ReaderTakesEveryFormInsideItsLimits) {

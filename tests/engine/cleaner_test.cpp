@@ -181,18 +181,19 @@ TEST(Cleaner, AFileInUseByAnotherProcessIsKeptUnderBothPolicies) {
         {"mapped for writing, closed",
          [](const char *path) { holdMapped(path, O_RDWR, PROT_READ | PROT_WRITE, MAP_SHARED); }},
     };
-    for (const auto &[name, hold] : table) {
+    for (const auto &row : table) {
+        SCOPED_TRACE(row.first);
         const Scanned scanned;
         {
             const std::string path = scanned.scratch.path("root/folder/file");
-            const pid_t holder = startProcess([&] { hold(path.c_str()); });
-            EXPECT_EQ(countsOf(scanned.clean({true})), (Counts{.skipped = 1, .lockedSkipped = 1})) << name;
-            EXPECT_EQ(countsOf(scanned.clean({false})), (Counts{.errors = 1, .lockedErrors = 1, .retries = 2})) << name;
-            EXPECT_EQ(scanned.scratch.read("root/folder/file"), "old content") << name;
+            const pid_t holder = startProcess([&] { row.second(path.c_str()); });
+            EXPECT_EQ(countsOf(scanned.clean({true})), (Counts{.skipped = 1, .lockedSkipped = 1}));
+            EXPECT_EQ(countsOf(scanned.clean({false})), (Counts{.errors = 1, .lockedErrors = 1, .retries = 2}));
+            EXPECT_EQ(scanned.scratch.read("root/folder/file"), "old content");
             endProcess(holder);
         }
-        EXPECT_EQ(countsOf(scanned.clean({true})), deletedOne) << name;
-        EXPECT_FALSE(scanned.fileExists()) << name;
+        EXPECT_EQ(countsOf(scanned.clean({true})), deletedOne);
+        EXPECT_FALSE(scanned.fileExists());
     }
 }
 

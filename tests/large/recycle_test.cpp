@@ -28,9 +28,10 @@ std::string told(const RecycleResult &result) {
     std::string text;
     for (const auto &[index, status, code] : result.outcomes) {
         ++counts[status];
-        char number[16] = "";
-        std::snprintf(number, sizeof number, code == 0 ? "" : code > 0xFFFF ? " %x" : " %u", code);
-        text += (text.empty() ? "" : ", ") + std::to_string(index) + ' ' + words[std::size_t(status)] + number;
+        char number[16];
+        std::snprintf(number, sizeof number, code > 0xFFFF ? "%x" : "%u", code);
+        text += (text.empty() ? "" : ", ") + std::to_string(index) + ' ' + words[std::size_t(status)] +
+                (code == 0 ? "" : ' ' + std::string(number));
     }
     using enum RecycleStatus;
     EXPECT_EQ(result.moved, counts[Moved]);
