@@ -315,7 +315,8 @@ bool hasIdleOperation(const Run &run) {
     return std::any_of(operations.begin(), operations.end(), [](const auto &count) { return count == 0; });
 }
 
-/// On until there are attempts enough and every attacker had its success, but not for ever.
+/// On until there are attempts enough and every attacker had its success, but not for ever. Moves are too slow, and so
+/// too few, for that.
 bool goesOn(const Run &run) {
     const std::uint64_t attempts = run.shared.attempts;
     if (run.shared.standsStill)
@@ -430,7 +431,6 @@ TortureReport reportOf(const Shared &shared) {
     report.attempts = shared.attempts;
     report.deleted = shared.deleted;
     report.moved = shared.moved;
-    report.moves = shared.moves;
     report.skipped = shared.skipped;
     report.errors = shared.errors;
     report.lockedSkipped = shared.lockedSkipped;
@@ -455,15 +455,6 @@ TortureReport reportOf(const Shared &shared) {
 }
 
 } // namespace
-
-std::vector<std::string> TortureReport::idle() const {
-    std::vector<std::string> names;
-    for (const auto &[name, count] : operations) {
-        if (count == 0 && !moves)
-            names.push_back(name);
-    }
-    return names;
-}
 
 TortureReport runTorture(const TortureOptions &options) {
     std::string folder = options.folder + "/torture-XXXXXX";

@@ -33,7 +33,6 @@ struct TortureReport {
     std::uint64_t lockedSkipped = 0;
     std::uint64_t lockedErrors = 0;
     std::uint64_t retries = 0;
-    bool moves = false;
     std::uint64_t starts = 0;
     std::uint64_t stops = 0;             ///< the cleaner was held up for a moment,
     std::uint64_t stopsWithNameGone = 0; ///< when the file that it was at was not under its name
@@ -46,10 +45,6 @@ struct TortureReport {
     std::uint64_t violationCount = 0;
     std::vector<std::string> violations;                           ///< the first of them, in words
     std::vector<std::pair<std::string, std::uint64_t>> operations; ///< of the attackers, that succeeded
-
-    /// The operations that never succeeded. A run with any proves less than it says. Moves are too slow, and so too
-    /// few, for each to have its success among them.
-    std::vector<std::string> idle() const;
 };
 
 /// Works in process and mount namespaces of its own, where /tmp and /var/tmp are private, as an ordinary user. The
