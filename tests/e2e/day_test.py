@@ -96,19 +96,24 @@ class Day(DayTest):
         # What is loaded and kept at the first use of each window is there after two.
         for day in range(2):
             self.spend_day(program, day)
-        memory, descriptors = self.needs(program)
-        for day in range(2, 2 + DAYS):
-            self.spend_day(program, day)
-        memory_then, descriptors_then = self.needs(program)
-        print(f"{DAYS} days: {memory} KiB resident before, {memory_then} after; {descriptors} descriptors, {descriptors_then}")
-        # A sanitizer keeps what is freed for a while.
-        sanitized = "libasan" in pathlib.Path(f"/proc/{program.process.pid}/maps").read_text()
+        # On a busy machine more may come late and stay. What leaks comes again.
+        days = 2
+        for _ in range(3):
+            memory, descriptors = self.needs(program)
+            for _ in range(DAYS):
+                self.spend_day(program, days)
+                days += 1
+            memory_then, descriptors_then = self.needs(program)
+            print(
+                f"{DAYS} days: {memory} KiB resident before, {memory_then} after; "
+                f"{descriptors} descriptors, {descriptors_then}"
+            )
+            if memory_then <= memory * 1.02:
+                break
         self.exit(program)
         self.assertEqual(descriptors_then, descriptors)
-        if not sanitized:
-            self.assertLessEqual(memory_then, memory * 1.02)
-        self.assertEqual(HISTORY.read_text().count('"kind":"cleanup"'), 2 + DAYS)
-
+        self.assertLessEqual(memory_then, memory * 1.02)
+        self.assertEqual(HISTORY.read_text().count('"kind":"cleanup"'), days)
 
 
 class Copies(DayTest):
