@@ -281,6 +281,17 @@ def start_server(*command):
     return subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout.readline().decode().strip()
 
 
+def start_display(size):
+    """A new display with one screen of that size and a window manager; gives the environment that leads there."""
+    # A server that may reset starts over, and takes the manager with it, whenever its only client goes.
+    server = ("Xvfb", "-displayfd", "1", "-screen", "0", f"{size}x24", "-nolisten", "tcp", "-noreset")
+    display = {"DISPLAY": ":" + start_server(*server)}
+    there = {"env": {**os.environ, **display}, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+    subprocess.Popen(["openbox"], **there)
+    wait_until(lambda: subprocess.run(["xdotool", "get_desktop"], **there).returncode == 0, "openbox")
+    return display
+
+
 def start_desktop():
     RUNTIME.mkdir(mode=0o700)
     for name in [name for name in os.environ if name.startswith(("XDG_", "DBUS_", "QT_", "LC_", "WAYLAND_"))]:
@@ -293,20 +304,16 @@ def start_desktop():
         "LANGUAGE": "en",
         "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
     }
-    # A server that may reset starts over, and takes the manager with it, whenever its only client goes.
-    server = ("Xvfb", "-displayfd", "1", "-screen", "0", "1600x1000x24", "-nolisten", "tcp", "-noreset")
-    os.environ["DISPLAY"] = ":" + start_server(*server)
     bus = ("dbus-daemon", "--session", "--nofork", "--print-address", f"--address=unix:path={RUNTIME}/bus")
     os.environ["DBUS_SESSION_BUS_ADDRESS"] = start_server(*bus)
-    subprocess.Popen(["openbox"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     global Atspi, GLib
     from gi.repository import Atspi, GLib
 
+    os.environ |= start_display("1600x1000")
     Atspi.init()
     Atspi.EventListener.new(note_menu).register("object:state-changed:showing")
     Atspi.Accessible.set_cache_mask(Atspi.get_desktop(0), Atspi.Cache.NONE)
-    wait_until(lambda: subprocess.run(["xdotool", "get_desktop"], capture_output=True).returncode == 0, "openbox")
     keys("shift")  # the first key brings another keyboard, and the manager takes its shortcuts anew
 
 

@@ -1,6 +1,5 @@
 """The desktop widget of the real program: dragged, turned, seen through and clicked through."""
 
-import os
 import re
 import subprocess
 
@@ -176,10 +175,7 @@ class Widget(desktop.DesktopTest):
         self.assertGreater(left, 800)
         self.drag_and_store((left + 100, top + 20), (left + 110, top + 120))
         program.kill()
-        display = desktop.start_server("Xvfb", "-displayfd", "1", "-screen", "0", "800x520x24", "-nolisten", "tcp")
-        environment = {"DISPLAY": ":" + display}
-        subprocess.Popen(["openbox"], env={**os.environ, **environment}, stderr=subprocess.DEVNULL)
-        again = self.start(environment=environment)
+        again = self.start(environment=desktop.start_display("800x520"))
         widget = self.widget_of(again)
         self.assertEqual(widget.place, (800 - MARGIN - WIDTH, 520 - MARGIN - 456, WIDTH, 456))
 
