@@ -12,15 +12,24 @@
 #include <utility>
 #include <vector>
 
+#include <linux/magic.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 
+/// Where temporary files lie in memory, that of those which survive a start, since a search looks at disks only.
+fs::path baseFolder() {
+    const fs::path temp = fs::temp_directory_path();
+    struct statfs status = {};
+    return statfs(temp.c_str(), &status) == 0 && status.f_type == TMPFS_MAGIC ? "/var/tmp" : temp;
+}
+
 fs::path makeScratchFolder() {
     // Without links in its path: the code under test refuses to go through one.
-    std::string folder = (fs::canonical(fs::temp_directory_path()) / "dustmere-tests-XXXXXX").string();
+    std::string folder = (fs::canonical(baseFolder()) / "dustmere-tests-XXXXXX").string();
     if (mkdtemp(folder.data()) == nullptr)
         throw std::system_error(errno, std::generic_category(), folder);
     return folder;
