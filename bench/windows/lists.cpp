@@ -93,7 +93,7 @@ ScanResult someScan() {
 
 double secondsOfCopy(const std::vector<FileEntry> &entries) {
     const Stopwatch stopwatch;
-    const std::vector<FileEntry> copy = entries;
+    const std::vector<FileEntry> copy(entries.begin(), entries.end());
     return copy.size() == entries.size() ? stopwatch.seconds() : 0;
 }
 

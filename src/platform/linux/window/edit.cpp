@@ -1,6 +1,7 @@
 #include "platform/linux/window/control_classes.h"
 #include "platform/linux/window/scroll_bars.h"
 
+#include <QGuiApplication>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QRegularExpressionValidator>
