@@ -1,9 +1,8 @@
-"""Days with the real program: it lives as long as the session does, is killed by power cuts, and is started twice."""
+"""Days with the real program: it lives as long as the session does, and is killed by power cuts."""
 
 import json
 import os
 import pathlib
-import subprocess
 
 import desktop
 from desktop import HOME, keys, make_file, wait_until
@@ -21,6 +20,11 @@ class DayTest(desktop.DesktopTest):
         program.click("push button", "PC cleanup")
         self.scan(program)
         program.find("push button", "Clean up .*")
+        program.click("push button", "View files .*")
+        preview = program.active_window(".*file preview")
+        self.assertIn(f"\u200e/tmp/day{day}/0", [cell.name for cell in preview.all("table cell")])
+        keys("Escape")
+        program.active_window()
 
         keys("alt+F4")
         program.wait_gone("frame")
@@ -108,48 +112,6 @@ class Day(DayTest):
         if not sanitized:
             self.assertLessEqual(memory_then, memory * 1.02)
         self.assertEqual(HISTORY.read_text().count('"kind":"cleanup"'), 2 + DAYS)
-
-
-
-class Copies(DayTest):
-    """Two copies of the program on one home."""
-
-    def use(self, program):
-        window = subprocess.run(
-            ["xdotool", "search", "--all", "--onlyvisible", "--pid", str(program.process.pid), "--name", "Dustmere"],
-            check=True, capture_output=True, text=True,
-        ).stdout.split()[0]
-        desktop.xdotool("windowactivate", "--sync", window)
-        program.active_window()
-
-    def test_lose_no_history_and_store_whole_settings(self):
-        for number in range(2000):
-            make_file(f"/tmp/many/{number}", 10)
-        programs = [self.start(), self.start()]
-        for program in programs:
-            wait_until(lambda: program.all("push button", "Start scan"), "both windows")
-        rounds = 5
-        for turn in range(rounds):
-            for program in programs:
-                self.use(program)
-                self.scan(program)
-            for program in programs:
-                wait_until(lambda: "enabled" in program.find("push button", "Scan again").states, "the end of the scan")
-        records = [json.loads(line[line.index("{") :]) for line in HISTORY.read_text().splitlines()]
-        self.assertEqual([record["kind"] for record in records], ["scan"] * (rounds * len(programs)))
-
-        for program, name in zip(programs, ("Dark", "Rose")):
-            self.use(program)
-            program.click("push button", "Settings")
-            program.click("push button", name)
-        programs[1].find("push button", "Selected · Rose")
-        for program in programs:
-            program.kill()
-        again = self.start()
-        again.active_window()
-        again.click("push button", "Settings")
-        again.find("push button", "Selected · Rose")
-        desktop.screenshot("settings-of-two-copies")
 
 
 class Kill(DayTest):

@@ -190,6 +190,13 @@ def windows(name):
     return subprocess.run(["xdotool", "search", "--onlyvisible", "--name", name], capture_output=True, text=True).stdout.split()
 
 
+def look(left, top, width=1, height=1):
+    """What the screen shows there, as bytes of 8 bits a channel."""
+    crop = f"{width}x{height}+{left}+{top}"
+    command = ["import", "-window", "root", "-crop", crop, "-depth", "8", "rgb:-"]
+    return subprocess.run(command, check=True, capture_output=True).stdout
+
+
 def screenshot(name):
     path = PICTURES / f"{name}.png"
     subprocess.run(["import", "-window", "root", path], check=True)

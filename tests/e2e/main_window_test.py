@@ -4,7 +4,7 @@ import random
 import subprocess
 
 import desktop
-from desktop import HOME, keys, wait_until
+from desktop import HOME, keys, look, wait_until
 
 DATA = HOME / ".local/share/Dustmere"
 BUTTON = "push button"
@@ -16,20 +16,13 @@ def in_german(text):
     return next(row.split("\t")[6] for row in table.splitlines() if row.split("\t")[1] == text)
 
 
-def look(place):
-    """What the screen shows at (left, top, width, height), as bytes of 8 bits a channel."""
-    left, top, width, height = place
-    command = ["import", "-window", "root", "-crop", f"{width}x{height}+{left}+{top}", "-depth", "8", "rgb:-"]
-    return subprocess.run(command, check=True, capture_output=True).stdout
-
-
 def still_look(place):
-    """The same, without the pointer and once nothing moves any more."""
+    """What the screen shows there, without the pointer and once nothing moves any more."""
     desktop.point_at(1599, 999)
     looks = []
 
     def is_still():
-        looks.append(look(place))
+        looks.append(look(*place))
         return looks[-3:].count(looks[-1]) == 3
 
     wait_until(is_still, "rest")
@@ -38,7 +31,7 @@ def still_look(place):
 
 def background(window):
     left, top, _, _ = window.place
-    return look((left + 300, top + 20, 1, 1)).hex()
+    return look(left + 300, top + 20).hex()
 
 
 def result_line(window):
