@@ -355,6 +355,10 @@ TEST_F(LargeFiles, SearchesAndSortsWithTheSelectionKept) {
     EXPECT_EQ(columnTitle(list, 0), W("Full path ↑"));
     EXPECT_EQ(columnTitle(list, 1), W("Size"));
     EXPECT_EQ(selectedCells(list), (std::vector<WString>{bySize[1], bySize[3]}));
+    clickColumn(list, 0);
+    EXPECT_EQ(columnTitle(list, 0), W("Full path ↓"));
+    clickColumn(list, 1);
+    EXPECT_EQ(paths(), bySize);
 }
 
 /// What a file manager is asked.
@@ -454,7 +458,7 @@ TEST_F(LargeFiles, IsCancelledByItsButtonAndClosesAfterItsOwnOperation) {
     press(window, large_id::cancel);
     EXPECT_TRUE(operationState().cancelFlag);
     waitUntil([] { return !operationState().busy; });
-    EXPECT_NE(textIn(log).find(W("Search canceled")), WString::npos);
+    EXPECT_NE(textIn(log).find(W("Files found: ")), WString::npos) << "and the history follows";
 
     press(window, large_id::search);
     ASSERT_TRUE(operationState().busy);

@@ -2,11 +2,9 @@
 #include "environment.h"
 #include "windows.h"
 
-#include <QApplication>
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QStandardPaths>
-#include <QTableView>
 
 namespace dm::test {
 namespace {
@@ -125,38 +123,6 @@ TEST_F(RealInput, APersonTypesAndClicks) {
     EXPECT_EQ(commands, (vector<std::pair<int, int>>{{2, BN_CLICKED}, {2, BN_CLICKED}}));
     act(QStringLiteral("key Escape"));
     EXPECT_TRUE(until([&] { return commands.back() == std::pair(IDCANCEL, 0); }));
-}
-
-TEST_F(RealInput, APersonChoosesFromAList) {
-    const TopWindow window(handler);
-    const HWND combo = newControl(window, W("COMBOBOX"), CBS_DROPDOWNLIST, 3, {10, 10, 150, 200});
-    for (const LPCWSTR text : {W("one"), W("two"), W("three")})
-        SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
-    show(window);
-    act(at(combo) + QStringLiteral(" click 1"));
-    EXPECT_TRUE(until([] { return QApplication::activePopupWidget() != nullptr; }));
-    act(QStringLiteral("key Down key Down key Return"));
-    EXPECT_TRUE(until([&] { return !commands.empty(); }));
-    EXPECT_EQ(commands.back(), std::pair(3, CBN_SELCHANGE));
-    EXPECT_GT(SendMessageW(combo, CB_GETCURSEL, 0, 0), 0);
-}
-
-TEST_F(RealInput, APersonPicksRowsAndTurnsTheWheel) {
-    const TopWindow window(handler);
-    const HWND list = newControl(window, W("SysListView32"), LVS_REPORT | LVS_OWNERDATA, 4, {0, 0, 280, 180});
-    LVCOLUMNW column = {};
-    column.mask = LVCF_WIDTH;
-    column.cx = 200;
-    SendMessageW(list, LVM_INSERTCOLUMNW, 0, reinterpret_cast<LPARAM>(&column));
-    SendMessageW(list, LVM_SETITEMCOUNT, 1000, 0);
-    show(window);
-    const auto selectedCount = [&] { return SendMessageW(list, LVM_GETSELECTEDCOUNT, 0, 0); };
-    act(at(list, QPoint(20, 5)) + QStringLiteral(" click 1"));
-    EXPECT_TRUE(until([&] { return selectedCount() == 1; }));
-    act(QStringLiteral("keydown shift ") + at(list, QPoint(20, 100)) + QStringLiteral(" click 1 keyup shift"));
-    EXPECT_TRUE(until([&] { return selectedCount() > 3; }));
-    act(QStringLiteral("click 5"));
-    EXPECT_TRUE(until([&] { return qobject_cast<QTableView *>(widgetOf(list))->rowAt(0) > 0; }));
 }
 
 TEST_F(RealInput, AWindowHasItsSizeWithTheFrameAndIsMinimisedAndClosed) {
