@@ -114,39 +114,27 @@ TEST_F(Controls, AButtonLosesTheMouse) {
     EXPECT_EQ(std::count(messages.begin(), messages.end(), WM_CAPTURECHANGED), 1);
     EXPECT_EQ(stateOf(button) & (ODS_SELECTED | ODS_DISABLED), UINT{ODS_DISABLED});
     release(button, middleOf(button));
-    messages.clear();
     click(button);
-    EXPECT_EQ(std::count(messages.begin(), messages.end(), WM_LBUTTONDOWN), 0);
     EXPECT_EQ(takeCommands(), Commands());
     EXPECT_EQ(GetFocus(), window.window);
 
     EnableWindow(button, TRUE);
     messages.clear();
     click(button);
-    const auto at = [&](UINT message) {
-        return std::find(messages.begin(), messages.end(), message) - messages.begin();
-    };
-    EXPECT_LT(at(WM_LBUTTONDOWN), at(WM_LBUTTONUP));
-    EXPECT_LT(at(WM_LBUTTONUP), at(WM_CAPTURECHANGED));
-    EXPECT_LT(at(WM_CAPTURECHANGED), static_cast<std::ptrdiff_t>(messages.size()));
-    EXPECT_EQ(takeCommands(), (Commands{{7, BN_CLICKED}}));
-}
-
-TEST_F(Controls, LeavingIsToldOnceItIsAskedFor) {
-    const HWND button = newButton(window, 7);
-    show(window);
-    noteMessagesOf(button);
-    const auto leaves = [&](bool asks) {
-        QTest::mouseMove(screenWindowOf(button), middleOf(button));
-        TRACKMOUSEEVENT track = {sizeof track, TME_LEAVE, button, 0};
-        if (asks)
-            TrackMouseEvent(&track);
+    std::erase_if(messages, [](UINT message) {
+        return message != WM_LBUTTONDOWN && message != WM_LBUTTONUP && message != WM_CAPTURECHANGED &&
+               message != WM_MOUSELEAVE;
+    });
+    EXPECT_EQ(messages, (vector<UINT>{WM_LBUTTONDOWN, WM_LBUTTONUP, WM_CAPTURECHANGED}));
+    TRACKMOUSEEVENT track = {sizeof track, TME_LEAVE, button, 0};
+    TrackMouseEvent(&track);
+    for (const auto leaves : {1, 0}) { // once it is asked for, and once only
         messages.clear();
         QTest::mouseMove(screenWindowOf(button), QPoint(200, 150));
-        return std::count(messages.begin(), messages.end(), WM_MOUSELEAVE);
-    };
-    EXPECT_EQ(leaves(true), 1);
-    EXPECT_EQ(leaves(false), 0);
+        EXPECT_EQ(std::count(messages.begin(), messages.end(), WM_MOUSELEAVE), leaves);
+        QTest::mouseMove(screenWindowOf(button), middleOf(button));
+    }
+    EXPECT_EQ(takeCommands(), (Commands{{7, BN_CLICKED}}));
 }
 
 TEST_F(Controls, AControlEndsInItsOwnHandler) {
@@ -157,39 +145,29 @@ TEST_F(Controls, AControlEndsInItsOwnHandler) {
         return std::nullopt;
     });
     show(owner);
-    const std::function<void()> acts[] = {
-        [&] {
-            doomed = newButton(owner, 1);
-            runLoop();
-            click(doomed);
-        },
-        [&] {
-            doomed = newButton(owner, 1);
-            SetFocus(doomed);
-            type(owner, Qt::Key_Space);
-        },
-        [&] {
-            doomed = newControl(owner, W("msctls_trackbar32"), 0, 1);
-            SetFocus(doomed);
-            type(owner, Qt::Key_Right);
-        },
-        [&] {
-            doomed = newControl(owner, W("COMBOBOX"), CBS_DROPDOWNLIST, 1, {10, 10, 110, 200});
-            SendMessageW(doomed, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(W("one")));
-            SetFocus(doomed);
-            type(owner, Qt::Key_Down);
-        },
-        [&] {
-            doomed = newControl(owner, W("SysListView32"), LVS_REPORT | LVS_OWNERDATA, 1, {10, 10, 110, 110});
-            SendMessageW(doomed, LVM_SETITEMCOUNT, 5, 0);
-            SetFocus(doomed);
-            type(owner, Qt::Key_Down);
-        },
+    const struct {
+        LPCWSTR name;
+        DWORD style;
+        Qt::Key key; ///< none for a click
+    } cases[] = {
+        {W("BUTTON"), BS_OWNERDRAW, {}},
+        {W("BUTTON"), BS_OWNERDRAW, Qt::Key_Space},
+        {W("msctls_trackbar32"), 0, Qt::Key_Right},
+        {W("COMBOBOX"), CBS_DROPDOWNLIST, Qt::Key_Down},
+        {W("SysListView32"), LVS_REPORT | LVS_OWNERDATA, Qt::Key_Down},
     };
-    for (const auto &act : acts) {
-        act();
+    for (const auto &[name, style, key] : cases) {
+        doomed = newControl(owner, name, style, 1, {10, 10, 110, 110});
+        SendMessageW(doomed, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(W("one")));
+        SendMessageW(doomed, LVM_SETITEMCOUNT, 5, 0);
+        SetFocus(doomed);
         runLoop(owner);
-        EXPECT_EQ(IsWindow(doomed), FALSE) << &act - acts;
+        if (key == Qt::Key{})
+            click(doomed);
+        else
+            type(owner, key);
+        runLoop(owner);
+        EXPECT_EQ(IsWindow(doomed), FALSE) << platform::textOf(name).toStdString();
     }
 }
 
@@ -201,7 +179,10 @@ TEST_F(Controls, KeysGoRoundTheControls) {
     EnableWindow(still, FALSE);
     ShowWindow(gone, SW_HIDE);
     show(window);
-    EXPECT_EQ(GetFocus(), window.window);
+    click(first);
+    EXPECT_EQ(stateOf(first) & (ODS_FOCUS | ODS_NOFOCUSRECT), UINT{ODS_FOCUS | ODS_NOFOCUSRECT}) << "not by keys";
+    takeCommands();
+    SetFocus(window);
     const struct {
         Qt::Key key;
         Qt::KeyboardModifiers modifiers;
@@ -225,16 +206,6 @@ TEST_F(Controls, KeysGoRoundTheControls) {
         EXPECT_EQ(takeCommands(), step.commands) << &step - steps;
     }
     EXPECT_EQ(stateOf(last) & (ODS_FOCUS | ODS_NOFOCUSRECT), UINT{ODS_FOCUS});
-}
-
-TEST_F(Controls, AButtonShowsItsFocusOnceKeysAreUsed) {
-    const HWND button = newButton(window, 1);
-    show(window);
-    click(button);
-    EXPECT_EQ(stateOf(button) & (ODS_FOCUS | ODS_NOFOCUSRECT), UINT{ODS_FOCUS | ODS_NOFOCUSRECT});
-    type(window, Qt::Key_Tab);
-    runLoop(window);
-    EXPECT_EQ(stateOf(button) & (ODS_FOCUS | ODS_NOFOCUSRECT), UINT{ODS_FOCUS});
 }
 
 TEST_F(Controls, AButtonIsReadOutByItsText) {
@@ -275,26 +246,24 @@ TEST_F(Controls, ALongTextKeepsItsPlaceUnderANewOne) {
     const auto topLine = [&] { return SendMessageW(edit, EM_GETFIRSTVISIBLELINE, 0, 0); };
     EXPECT_GT(topLine(), 100000) << "the end is in view";
 
-    const struct {
-        DWORD start, end;
-        int line;
-    } places[] = {{0, 0, 0}, {6, 1006, 777}, {100001, 100004, 12345}};
-    for (const auto &place : places) {
-        SendMessageW(edit, EM_SETSEL, place.start, place.end);
-        SendMessageW(edit, EM_LINESCROLL, 0, place.line - topLine());
+    const auto selection = [&] {
+        std::pair<DWORD, DWORD> ends;
+        SendMessageW(edit, EM_GETSEL, reinterpret_cast<WPARAM>(&ends.first), reinterpret_cast<LPARAM>(&ends.second));
+        return ends;
+    };
+    const std::tuple<DWORD, DWORD, int> places[] = {{0, 0, 0}, {6, 1006, 777}, {100001, 100004, 12345}};
+    for (const auto &[start, end, line] : places) {
+        const auto goThere = [&, start = start, end = end, line = line] {
+            SendMessageW(edit, EM_SETSEL, start, end);
+            SendMessageW(edit, EM_LINESCROLL, 0, line - topLine());
+        };
+        goThere();
         text += W("one more line\r\n");
-        DWORD start = 0;
-        DWORD end = 0;
-        SendMessageW(edit, EM_GETSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
-        const LRESULT line = topLine();
         SetWindowTextW(edit, text.c_str());
         EXPECT_EQ(topLine(), 0);
-        SendMessageW(edit, EM_SETSEL, start, end);
-        SendMessageW(edit, EM_LINESCROLL, 0, line);
-        SendMessageW(edit, EM_GETSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
-        EXPECT_EQ(start, place.start);
-        EXPECT_EQ(end, place.end);
-        EXPECT_EQ(topLine(), place.line);
+        goThere();
+        EXPECT_EQ(selection(), std::pair(start, end));
+        EXPECT_EQ(topLine(), line);
     }
 }
 
@@ -347,13 +316,6 @@ TEST_F(Controls, ADropDownListTellsWhatAPersonChooses) {
     EXPECT_EQ(takeCommands(), (Commands{{9, CBN_SELCHANGE}}));
     EXPECT_EQ(SendMessageW(combo, CB_GETCURSEL, 0, 0), 2);
     EXPECT_EQ(textIn(combo), W("/media/stick"));
-
-    SendMessageW(combo, CB_SETITEMHEIGHT, static_cast<WPARAM>(-1), 27);
-    SendMessageW(combo, CB_SETITEMHEIGHT, 0, 20);
-    SetWindowPos(combo, nullptr, 10, 10, 140, 200, SWP_NOZORDER);
-    RECT rect;
-    GetClientRect(combo, &rect);
-    EXPECT_EQ(rect.bottom, 33) << "closed, whatever its height with the list";
 }
 
 TEST_F(Controls, ADropDownTakesFreeText) {
@@ -361,7 +323,6 @@ TEST_F(Controls, ADropDownTakesFreeText) {
     show(window);
     SendMessageW(combo, CB_SETCURSEL, 0, 0);
     SetFocus(combo);
-    EXPECT_EQ(GetFocus(), combo);
     widgetOf(combo)->findChild<QLineEdit *>()->end(false);
     type(combo, Qt::Key_H);
     type(combo, Qt::Key_O);
@@ -506,8 +467,6 @@ TEST_F(List, RowsAreChosenByMouseAndKeys) {
         {1, {}, {}, {1}},
         {{}, Qt::Key_Down, {}, {2}},
         {{}, Qt::Key_Down, Qt::ShiftModifier, {2, 3}},
-        {{}, Qt::Key_Down, Qt::ShiftModifier, {2, 3, 4}},
-        {{}, Qt::Key_Up, Qt::ShiftModifier, {2, 3}},
         {{}, Qt::Key_Down, Qt::ControlModifier, {2, 3}},
         {{}, Qt::Key_Down, Qt::ControlModifier, {2, 3}},
         {{}, Qt::Key_Space, Qt::ControlModifier, {2, 3, 5}},

@@ -75,12 +75,9 @@ TEST_F(Dialogs, ATaskDialogGivesTheButtonThatWasPressed) {
         {[](QMessageBox &box) { box.close(); }, IDNO, IDCANCEL},
         {[](QMessageBox &box) {
              for (QAbstractButton *button : box.buttons()) {
-                 if (button->text() == QStringLiteral("Ja")) {
-                     EXPECT_TRUE(button->isVisible());
+                 EXPECT_FALSE(button->isVisible() && button->text().isEmpty());
+                 if (button->text() == QStringLiteral("Ja"))
                      QTest::mouseClick(button, Qt::LeftButton);
-                 } else if (button->text().isEmpty()) {
-                     EXPECT_FALSE(button->isVisible());
-                 }
              }
          },
          IDNO, IDYES},
@@ -110,8 +107,6 @@ TEST_F(Dialogs, AMenuGivesTheCommandThatWasChosen) {
     AppendMenuW(menu, MF_STRING, 9201, W("Open"));
     AppendMenuW(menu, MF_SEPARATOR, 0, nullptr);
     AppendMenuW(menu, MF_STRING, 9203, W("Exit"));
-    EXPECT_EQ(SetMenuDefaultItem(menu, 9201, FALSE), TRUE);
-    EXPECT_EQ(SetMenuDefaultItem(menu, 9999, FALSE), FALSE);
     const std::pair<std::vector<Qt::Key>, int> cases[] = {
         {{Qt::Key_Down, Qt::Key_Down, Qt::Key_Return}, 9203},
         {{Qt::Key_Down, Qt::Key_Escape}, 0},
@@ -125,7 +120,6 @@ TEST_F(Dialogs, AMenuGivesTheCommandThatWasChosen) {
                   command);
     }
     EXPECT_EQ(DestroyMenu(menu), TRUE);
-    EXPECT_EQ(DestroyMenu(menu), FALSE);
 }
 
 HRESULT chooseFolder(HWND owner, WString &path) {
@@ -159,10 +153,6 @@ TEST_F(Dialogs, AFolderIsChosen) {
     EXPECT_EQ(path, scratch.wide("Filme"));
     whenOpen<QFileDialog>([](QFileDialog &dialog) { dialog.reject(); });
     EXPECT_EQ(chooseFolder(window, path), HRESULT_FROM_WIN32(ERROR_CANCELLED));
-    void *none = &path;
-    EXPECT_EQ(CoCreateInstance(FOLDERID_RecycleBinFolder, nullptr, CLSCTX_INPROC_SERVER, IID_IFileDialog, &none),
-              REGDB_E_CLASSNOTREG);
-    EXPECT_EQ(none, nullptr);
 }
 
 } // namespace
