@@ -23,10 +23,10 @@
 #include <QAbstractButton>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
+#include <QFileDialog>
 #include <QHeaderView>
 #include <QMessageBox>
 #include <QTableView>
-#include <QTimer>
 
 namespace dm {
 namespace {
@@ -71,24 +71,17 @@ protected:
     }
     /// Presses a button of the next message box, or Enter for the default one.
     void answer(const QString &button = {}) {
-        auto *timer = new QTimer(qApp);
-        QObject::connect(timer, &QTimer::timeout, timer, [this, timer, button] {
-            auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-            if (box == nullptr)
-                return;
-            timer->deleteLater();
-            timer->stop();
-            said_ = platform::wideOf(box->text());
+        test::whenOpen<QMessageBox>([this, button](QMessageBox &box) {
+            said_ = platform::wideOf(box.text());
             if (button.isEmpty()) {
-                QTest::keyClick(box, Qt::Key_Return);
+                QTest::keyClick(&box, Qt::Key_Return);
                 return;
             }
-            for (QAbstractButton *each : box->buttons()) {
+            for (QAbstractButton *each : box.buttons()) {
                 if (each->text() == button)
                     each->click();
             }
         });
-        timer->start(1);
     }
     WString takeSaid() { return std::exchange(said_, {}); }
 
@@ -333,6 +326,21 @@ TEST_F(LargeFiles, RefusesASearchWithoutItsInput) {
     press(window, large_id::search);
     EXPECT_EQ(takeSaid(), W("Choose a folder or local drive to search."));
     EXPECT_FALSE(operationState().busy);
+}
+
+TEST_F(LargeFiles, TakesTheFolderThatIsChosen) {
+    const HWND field = GetDlgItem(window, large_id::folder);
+    const QString folder = QString::fromStdString(scratch.folder("Filme"));
+    test::whenOpen<QFileDialog>([&folder](QFileDialog &dialog) {
+        EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Choose a folder or drive"));
+        dialog.setDirectory(folder);
+        static_cast<QDialog &>(dialog).accept();
+    });
+    press(window, large_id::chooseFolder);
+    EXPECT_EQ(textIn(field), platform::wideOf(folder));
+    test::whenOpen<QFileDialog>([](QFileDialog &dialog) { dialog.reject(); });
+    press(window, large_id::chooseFolder);
+    EXPECT_EQ(textIn(field), platform::wideOf(folder));
 }
 
 TEST_F(LargeFiles, SearchesAndSortsWithTheSelectionKept) {
