@@ -175,10 +175,8 @@ TEST_F(Desktop, MonitorsAndScale) {
     SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
     EXPECT_EQ(platform::rectOf(work), platform::rectOf(info.rcWork));
 
-    const HMODULE user = GetModuleHandleW(W("user32.dll"));
-    using DpiForWindow = UINT(WINAPI *)(HWND);
-    const auto dpiForWindow =
-        reinterpret_cast<DpiForWindow>(reinterpret_cast<void *>(GetProcAddress(user, "GetDpiForWindow")));
+    const auto dpiForWindow = reinterpret_cast<UINT(WINAPI *)(HWND)>(
+        reinterpret_cast<void *>(GetProcAddress(GetModuleHandleW(W("user32.dll")), "GetDpiForWindow")));
     ASSERT_NE(dpiForWindow, nullptr);
     EXPECT_EQ(static_cast<int>(dpiForWindow(window)), GetDeviceCaps(GetDC(nullptr), LOGPIXELSX));
 }
@@ -240,41 +238,6 @@ TEST_F(Desktop, ABatchPlacesAndShowsItsWindows) {
     EXPECT_NE(EndDeferWindowPos(batch), FALSE);
     EXPECT_EQ(widgetOf(first)->geometry(), QRect(5, 6, 70, 20));
     EXPECT_NE(IsWindowVisible(second), FALSE);
-}
-
-TEST_F(Desktop, AWindowIsDraggedByWhatItCallsItsCaption) {
-    std::vector<UINT> ended;
-    const TopWindow window(
-        [&](HWND self, UINT message, WPARAM, LPARAM lParam) -> std::optional<LRESULT> {
-            if (message == WM_NCHITTEST) {
-                POINT point = {GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam)};
-                MapWindowPoints(nullptr, self, &point, 1);
-                return point.y < 50 ? HTCAPTION : HTCLIENT;
-            }
-            if (message == WM_EXITSIZEMOVE || message == WM_LBUTTONDOWN)
-                ended.push_back(message);
-            return std::nullopt;
-        },
-        nullptr, 0, WS_POPUP);
-    show(window);
-    press(window, QPoint(20, 20));
-    QTest::mouseMove(screenWindowOf(window), QPoint(50, 60));
-    EXPECT_EQ(widgetOf(window)->pos(), QPoint(70, 90));
-    release(window, QPoint(20, 20));
-    press(window, QPoint(20, 80));
-    EXPECT_EQ(ended, (std::vector<UINT>{WM_EXITSIZEMOVE, WM_LBUTTONDOWN}));
-}
-
-TEST_F(Desktop, ClosingIsTheWindowsDecision) {
-    int asked = 0;
-    const TopWindow window([&](HWND, UINT message, WPARAM, LPARAM) -> std::optional<LRESULT> {
-        return message == WM_CLOSE && ++asked == 1 ? std::optional<LRESULT>(0) : std::nullopt;
-    });
-    show(window);
-    widgetOf(window)->close();
-    EXPECT_NE(IsWindow(window), FALSE);
-    widgetOf(window)->close();
-    EXPECT_EQ(IsWindow(window), FALSE);
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QImage>
-#include <QScrollBar>
 
 namespace dm::test {
 namespace {
@@ -206,32 +205,6 @@ TEST_F(Paints, AParentDrawsTheItemsOfAList) {
     EXPECT_EQ(box.view()->palette().color(QPalette::Base), QColor(1, 2, 3));
     box.hidePopup();
     DeleteObject(giver.brush);
-}
-
-TEST_F(Paints, AProgramPaintsScrollBarsItself) {
-    const HWND edit = newControl(window, W("EDIT"), ES_MULTILINE | ES_READONLY | WS_VSCROLL, 1, {0, 0, 200, 150});
-    const auto painting = [](HWND control, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR, DWORD_PTR) -> LRESULT {
-        const LRESULT result = message == WM_NCPAINT ? 0 : DefSubclassProc(control, message, wParam, lParam);
-        if (message != WM_NCPAINT && message != WM_SIZE && message != WM_PAINT)
-            return result;
-        SCROLLBARINFO info = {};
-        info.cbSize = sizeof info;
-        if (GetScrollBarInfo(control, OBJID_VSCROLL, &info) != FALSE && info.rgstate[0] != STATE_SYSTEM_INVISIBLE) {
-            RECT place;
-            GetWindowRect(control, &place);
-            const HDC dc = GetWindowDC(control);
-            fill(dc, platform::rectOf(info.rcScrollBar).translated(-place.left, -place.top), RGB(9, 8, 7));
-            ReleaseDC(control, dc);
-        }
-        return result;
-    };
-    SetWindowSubclass(edit, painting, 8, 0);
-    showPainted();
-    const QImage seen = widgetOf(edit)->grab().toImage();
-    EXPECT_EQ(seen.pixelColor(197, 75), QColor(9, 8, 7));
-    EXPECT_NE(seen.pixelColor(100, 75), QColor(9, 8, 7));
-    RemoveWindowSubclass(edit, painting, 8);
-    EXPECT_NE(widgetOf(edit)->grab().toImage().pixelColor(197, 75), QColor(9, 8, 7));
 }
 
 } // namespace
