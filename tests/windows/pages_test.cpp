@@ -15,16 +15,6 @@ struct InLanguage {
     ~InLanguage() { setLanguage("en"); }
 };
 
-TEST(Pages, StatusTellsWhatRunsBeforeWhatIsHeld) {
-    const InLanguage english("en");
-    OperationState state;
-    EXPECT_EQ(tr(statusLabel(state)), W("Ready to scan"));
-    state.hasScanResult = true;
-    EXPECT_EQ(tr(statusLabel(state)), W("Results ready"));
-    state.busy = true;
-    EXPECT_EQ(tr(statusLabel(state)), W("Working…"));
-}
-
 TEST(Pages, DrivesTellTheirSpace) {
     const InLanguage english("en");
     EXPECT_EQ(spaceText({W("C:\\"), 1536, 4096}), W("1.5 KB free · Total: 4.0 KB"));

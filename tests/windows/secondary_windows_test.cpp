@@ -202,41 +202,33 @@ TEST_F(SecondaryWindows, APreviewFollowsTheScaleOfItsScreen) {
     EXPECT_EQ(least.ptMinTrackSize.y, 720);
 }
 
-TEST_F(SecondaryWindows, TheHistoryFollowsTheLogAndStaysWhereTheReaderIs) {
-    fs::remove(platform::linuxPath(historyPath()));
-    openHistory();
-    ASSERT_EQ(historyWindows().size(), 1U);
-    const HWND window = historyWindows()[0];
-    const HWND edit = GetDlgItem(window, onlyControl);
-    EXPECT_EQ(textIn(edit), W("No activity yet"));
-    DestroyWindow(window);
+/// The ends of the selection, and the first line in view.
+std::tuple<DWORD, DWORD, LRESULT> placeIn(HWND edit) {
+    DWORD start = 0;
+    DWORD end = 0;
+    SendMessageW(edit, EM_GETSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
+    return {start, end, SendMessageW(edit, EM_GETFIRSTVISIBLELINE, 0, 0)};
+}
 
+TEST_F(SecondaryWindows, TheHistoryFollowsTheLogAndStaysWhereTheReaderIs) {
     for (int record = 0; record < 200; ++record)
         appendHistoryMessage(W("Очистка отменена."), W(""));
     openHistory();
     openHistory();
     ASSERT_EQ(historyWindows().size(), 1U);
-    const HWND reopened = historyWindows()[0];
-    const HWND text = GetDlgItem(reopened, onlyControl);
+    const HWND window = historyWindows()[0];
+    const HWND text = GetDlgItem(window, onlyControl);
     EXPECT_GT(SendMessageW(text, EM_GETFIRSTVISIBLELINE, 0, 0), 100) << "the newest are in view";
 
     SendMessageW(text, EM_SETSEL, 40, 60);
     SendMessageW(text, EM_LINESCROLL, 0, -1000);
     SendMessageW(text, EM_LINESCROLL, 0, 7);
-    const auto place = [text] {
-        DWORD start = 0;
-        DWORD end = 0;
-        SendMessageW(text, EM_GETSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
-        return std::tuple(start, end, SendMessageW(text, EM_GETFIRSTVISIBLELINE, 0, 0));
-    };
-    EXPECT_EQ(place(), std::tuple(40, 60, 7));
-    refreshHistoryWindows();
-    EXPECT_EQ(place(), std::tuple(40, 60, 7));
+    EXPECT_EQ(placeIn(text), std::tuple(40, 60, 7));
     const std::size_t before = textIn(text).size();
     appendHistoryMessage(W("Самопроверка пройдена."), W(""));
     refreshHistoryWindows();
     EXPECT_GT(textIn(text).size(), before);
-    EXPECT_EQ(place(), std::tuple(40, 60, 7));
+    EXPECT_EQ(placeIn(text), std::tuple(40, 60, 7));
 
     const std::string log = platform::linuxPath(historyPath());
     fs::remove(log);
@@ -249,7 +241,7 @@ TEST_F(SecondaryWindows, TheHistoryFollowsTheLogAndStaysWhereTheReaderIs) {
     std::ofstream(log) << historyMarker << "{\"v\":1,\xFF\nno record";
     refreshHistoryWindows();
     EXPECT_EQ(textIn(text), W("@DM-HISTORY-1\t{\"v\":1,\uFFFD\r\nno record"));
-    SendMessageW(reopened, WM_KEYDOWN, VK_ESCAPE, 0);
+    SendMessageW(window, WM_KEYDOWN, VK_ESCAPE, 0);
     EXPECT_TRUE(historyWindows().empty());
 }
 
@@ -265,12 +257,9 @@ TEST_F(SecondaryWindows, TheHistoryStaysWhereTheReaderIsInALogOfWhichOnlyTheEndI
     SendMessageW(text, EM_LINESCROLL, 0, -1000);
     SendMessageW(text, EM_SETSEL, 400'000, 400'008);
     const auto place = [text] {
-        DWORD start = 0;
-        DWORD end = 0;
-        SendMessageW(text, EM_GETSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
+        const auto [start, end, top] = placeIn(text);
         const WString all = textIn(text);
-        const auto top = static_cast<std::size_t>(SendMessageW(text, EM_GETFIRSTVISIBLELINE, 0, 0));
-        return std::pair(all.substr(start, end - start), all.substr(top * 43, 42));
+        return std::pair(all.substr(start, end - start), all.substr(static_cast<std::size_t>(top) * 43, 42));
     };
     const auto before = place();
     EXPECT_EQ(before.second.substr(6), W(": a line as an old version wrote it\r"));

@@ -225,20 +225,5 @@ TEST_F(Desktop, AWindowHearsOfItsSizeAndOfBeingShown) {
     EXPECT_EQ(places.shown, (std::vector<bool>{true, false}));
 }
 
-TEST_F(Desktop, ABatchPlacesAndShowsItsWindows) {
-    const TopWindow window;
-    const HWND first = newButton(window, 1);
-    const HWND second = newButton(window, 2);
-    ShowWindow(second, SW_HIDE);
-    show(window);
-    HDWP batch = BeginDeferWindowPos(2);
-    batch = DeferWindowPos(batch, first, nullptr, 5, 6, 70, 20, SWP_NOZORDER | SWP_NOREDRAW | SWP_NOCOPYBITS);
-    batch = DeferWindowPos(batch, second, nullptr, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOMOVE | SWP_SHOWWINDOW);
-    EXPECT_EQ(widgetOf(first)->geometry(), QRect(10, 10, 100, 30)) << "not before its end";
-    EXPECT_NE(EndDeferWindowPos(batch), FALSE);
-    EXPECT_EQ(widgetOf(first)->geometry(), QRect(5, 6, 70, 20));
-    EXPECT_NE(IsWindowVisible(second), FALSE);
-}
-
 } // namespace
 } // namespace dm::test
