@@ -47,7 +47,9 @@ int stepsUntilStill(float &value, float target, Step step) {
 
 TEST(Animation, LevelsAndProgressLandOnTheirTargets) {
     const std::pair<float, float> ways[] = {{0, 1}, {1, 0}, {0.3F, 0.7F}, {0.5F, 0.5F}};
-    for (const auto &[from, to] : ways) {
+    for (const auto &way : ways) {
+        const float from = way.first;
+        const float to = way.second;
         const bool moves = from != to;
         float level = from;
         const int steps = stepsUntilStill(level, to, [&] { return stepLevel(level, to, false); });

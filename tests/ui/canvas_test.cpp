@@ -79,7 +79,8 @@ protected:
 TEST_F(Drawn, ProgressIsNeverShorterThanItIsHigh) {
     for (const auto &[fraction, filled] : {std::pair{-1.0F, 0}, {0, 0}, {0.001F, 8}, {0.5F, 50}, {7, 100}}) {
         Pixels pixels(120, 20);
-        draw(pixels, 1, false, [fraction](Canvas &canvas) { drawProgressBar(canvas, 9.5F, 5.5F, 100, fraction); });
+        draw(pixels, 1, false,
+             [fraction = fraction](Canvas &canvas) { drawProgressBar(canvas, 9.5F, 5.5F, 100, fraction); });
         int width = 0;
         for (int x = 0; x < 120; ++x)
             width += pixels.at(x, 10) == (palette.accentColor & 0xFFFFFF) ? 1 : 0;

@@ -74,7 +74,7 @@ protected:
     }
 
     static constexpr Argb ground = 0xFF123456;
-    std::vector<int> commands_;
+    std::vector<int> commands;
 
 private:
     std::optional<LRESULT> handle(HWND, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -90,7 +90,7 @@ private:
                 resizeMainWindow(LOWORD(lParam), HIWORD(lParam));
             return 0;
         case WM_COMMAND:
-            commands_.push_back(LOWORD(wParam));
+            commands.push_back(LOWORD(wParam));
             return 0;
         default:
             return std::nullopt;
@@ -219,7 +219,7 @@ TEST_F(MainControls, FollowPointerAndKeys) {
     EXPECT_EQ(controlState(id::scan).pressLevel, 1);
     test::release(button, inside);
     EXPECT_EQ(state(), State(true, false));
-    EXPECT_EQ(commands_, std::vector<int>{id::scan});
+    EXPECT_EQ(commands, std::vector<int>{id::scan});
 
     QTest::mouseMove(screen, outside);
     EXPECT_EQ(state(), State(false, false));
