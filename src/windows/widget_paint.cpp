@@ -6,6 +6,7 @@
 #include "ui/controls.h"
 #include "ui/main_view.h"
 #include "ui/theme.h"
+#include "windows/page_parts.h"
 #include "windows/path_text.h"
 #include "windows/widget_data.h"
 #include "windows/widget_shape.h"
@@ -67,7 +68,7 @@ void paintRing(ui::Canvas &canvas, float x, float y, float used) {
 }
 
 void paintDrive(ui::Canvas &canvas, const DriveInfo &drive, float y, float width) {
-    const float used = usedPart(drive);
+    const float used = usedShare(drive);
     paintRing(canvas, 22, y + 5, used);
     canvas.drawText(formatCount(static_cast<std::uint64_t>(std::lround(used * 100))) + W("%"), 22, y + 5, 35, 35, 10,
                     palette.textPrimary, true, true, true, true);

@@ -78,12 +78,6 @@ float scrollThumbTop(int firstRow, std::size_t drives, int rows) {
     return trackTop + static_cast<float>(firstRow * (rowHeight * rows - trackMargin)) / static_cast<float>(hidden);
 }
 
-float usedPart(const DriveInfo &drive) {
-    if (drive.totalBytes == 0 || drive.freeBytes >= drive.totalBytes)
-        return 0;
-    return static_cast<float>(drive.totalBytes - drive.freeBytes) / static_cast<float>(drive.totalBytes);
-}
-
 int cornerRadius(SIZE size, float scale, bool highContrast) {
     constexpr float radius = 18;
     const int most = static_cast<int>(std::min(size.cx, size.cy)) / 2;

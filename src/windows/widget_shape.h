@@ -31,9 +31,6 @@ RECT widgetStartRect(const Settings &settings, const RECT &workArea, SIZE size);
 /// The top of the scroll thumb in DIPs, from 230 on.
 float scrollThumbTop(int firstRow, std::size_t drives, int rows);
 
-/// Used space as a part of the whole, 0 to 1.
-float usedPart(const DriveInfo &drive);
-
 /// The corners' radius: none under high contrast, and at most half of the smaller side.
 int cornerRadius(SIZE size, float scale, bool highContrast);
 /// How much of a pixel lies inside the rounded shape, 0 to 255; 0 outside the window.

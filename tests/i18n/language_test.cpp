@@ -23,18 +23,12 @@ struct Language : testing::Test {
 
 TEST_F(Language, TextsAreThoseOfTheCurrentLanguage) {
     EXPECT_EQ(tr(W("Нет")), W("No"));
-    const std::array<WStringView, 5> rows[] = {
-        {W("Нет"), W("No"), W("否"), W("Nein"), W("لا")},
-        {W("файлов"), W("files"), W("个文件"), W("Dateien"), W("ملفات")},
-    };
-    const std::string_view codes[] = {"ru", "en", "zh", "de", "ar"};
-    for (std::size_t column = 0; column < std::size(codes); ++column) {
-        setLanguage(codes[column]);
-        for (const auto &row : rows)
-            EXPECT_EQ(tr(row[0]), row[column]) << codes[column];
+    for (const auto &[code, text] : {std::pair{"ru", W("файлов")}, {"zh", W("个文件")}, {"de", W("Dateien")}}) {
+        setLanguage(code);
+        EXPECT_EQ(tr(W("файлов")), text);
         for (std::size_t row = 0; row < catalogueSize; ++row)
             EXPECT_EQ(tr(catalogueColumns[0][row]),
-                      catalogueColumns[static_cast<std::size_t>(languageIndex(codes[column]))][row]);
+                      catalogueColumns[static_cast<std::size_t>(languageIndex(code))][row]);
     }
 }
 
@@ -64,14 +58,7 @@ TEST(Catalogue, RowsAreFoundByTheirRussianOrEnglishTextOrTheirKey) {
         EXPECT_EQ(findCatalogueKey(key), nullptr);
 }
 
-TEST_F(Language, ChooserListsAllLanguagesByTheirOwnNames) {
-    std::string codes;
-    for (const LanguageChoice &language : languageList())
-        codes.append(language.code).push_back(' ');
-    EXPECT_EQ(codes, "system en hi zh ko ja de fr es it ru pt tr ar id vi th pl uk nl bn ");
-    EXPECT_EQ(languageList()[10].name, W("Русский"));
-    EXPECT_EQ(languageList()[20].name, W("বাংলা"));
-
+TEST_F(Language, EachThatTheChooserListsCanBeSet) {
     EXPECT_TRUE(isValidLanguage("system"));
     for (std::size_t row = 1; row < languageList().size(); ++row) {
         const std::string_view code = languageList()[row].code;
@@ -84,9 +71,6 @@ TEST_F(Language, ChooserListsAllLanguagesByTheirOwnNames) {
 }
 
 TEST_F(Language, CodesAreMatchedExactlyAndTagsByTheirLanguage) {
-    EXPECT_EQ(languageIndex("ru"), 0);
-    EXPECT_EQ(languageIndex("bn"), 19);
-    EXPECT_EQ(languageIndex("system"), -1);
     for (const std::string_view code : {"", "EN", "en-US", "he", "e", "System"})
         EXPECT_FALSE(isValidLanguage(code)) << code;
 

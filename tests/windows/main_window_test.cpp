@@ -1,8 +1,8 @@
 #include "windows/main_window.h"
 
-#include <gtest/gtest.h>
+#include "rects.h"
 
-#include <tuple>
+#include <gtest/gtest.h>
 
 namespace dm {
 namespace {
@@ -39,9 +39,7 @@ TEST(MainWindow, IsCutToTheWorkAreaAndMovedInside) {
         {{0, 0, 3000, 2000}, {100, 50, 1100, 850}},
     };
     for (const auto &[suggested, expected] : cases) {
-        const RECT fitted = fitInto(suggested, area);
-        EXPECT_EQ(std::tie(fitted.left, fitted.top, fitted.right, fitted.bottom),
-                  std::tie(expected.left, expected.top, expected.right, expected.bottom));
+        EXPECT_EQ(test::edges(fitInto(suggested, area)), test::edges(expected));
     }
 }
 

@@ -2,27 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace dm {
 namespace {
 
-constexpr LPARAM packed(UINT event, UINT id) {
-    return static_cast<LPARAM>((id << 16) | event);
-}
-
-TEST(NotifyIcon, EventsOfVersion4TellTheirPlace) {
-    const NotifyEvent event = decodeNotifyEvent(MAKEWPARAM(-20, 700), packed(WM_CONTEXTMENU, 1), true);
-    EXPECT_EQ(event.id, 1U);
-    EXPECT_EQ(event.event, static_cast<UINT>(WM_CONTEXTMENU));
-    EXPECT_EQ(event.anchor.x, -20);
-    EXPECT_EQ(event.anchor.y, 700);
-}
-
-TEST(NotifyIcon, OlderEventsAreWholeNumbers) {
-    const NotifyEvent event = decodeNotifyEvent(1, WM_RBUTTONUP, false);
-    EXPECT_EQ(event.id, 1U);
-    EXPECT_EQ(event.event, static_cast<UINT>(WM_RBUTTONUP));
-    EXPECT_EQ(event.anchor.x, -1);
-    EXPECT_EQ(event.anchor.y, -1);
+TEST(NotifyIcon, EventsOfBothVersionsTellTheirIconAndPlace) {
+    const NotifyEvent newer = decodeNotifyEvent(MAKEWPARAM(-20, 700), (1 << 16) | WM_CONTEXTMENU, true);
+    EXPECT_EQ(std::tuple(newer.id, newer.event, newer.anchor.x, newer.anchor.y),
+              std::tuple(1U, UINT{WM_CONTEXTMENU}, -20, 700));
+    const NotifyEvent older = decodeNotifyEvent(1, WM_RBUTTONUP, false);
+    EXPECT_EQ(std::tuple(older.id, older.event, older.anchor.x, older.anchor.y),
+              std::tuple(1U, UINT{WM_RBUTTONUP}, -1, -1));
 }
 
 TEST(NotifyIcon, EventsLeadToTheirActions) {

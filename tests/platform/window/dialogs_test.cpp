@@ -1,15 +1,8 @@
-#include "core/com.h"
-
 #include "windows.h"
 
-#include "scratch.h"
-
-#include <QApplication>
-#include <QFileDialog>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QTimer>
 
 namespace dm::test {
 namespace {
@@ -20,22 +13,6 @@ protected:
 
     void SetUp() override { show(window); }
 };
-
-/// As soon as a dialog is open, and runs its loop.
-template <typename Dialog>
-void whenOpen(const std::function<void(Dialog &)> &act) {
-    auto *timer = new QTimer(qApp);
-    QObject::connect(timer, &QTimer::timeout, timer, [timer, act] {
-        QWidget *open = QApplication::activePopupWidget() != nullptr ? QApplication::activePopupWidget()
-                                                                     : QApplication::activeModalWidget();
-        if (auto *dialog = qobject_cast<Dialog *>(open)) {
-            timer->deleteLater();
-            timer->stop();
-            act(*dialog);
-        }
-    });
-    timer->start(1);
-}
 
 int ask(HWND owner, int defaultButton, bool cancellable) {
     const TASKDIALOG_BUTTON buttons[] = {{IDYES, W("Ja")}, {IDNO, W("Nein")}};
@@ -75,12 +52,9 @@ TEST_F(Dialogs, ATaskDialogGivesTheButtonThatWasPressed) {
         {[](QMessageBox &box) { box.close(); }, IDNO, IDCANCEL},
         {[](QMessageBox &box) {
              for (QAbstractButton *button : box.buttons()) {
-                 if (button->text() == QStringLiteral("Ja")) {
-                     EXPECT_TRUE(button->isVisible());
+                 EXPECT_FALSE(button->isVisible() && button->text().isEmpty());
+                 if (button->text() == QStringLiteral("Ja"))
                      QTest::mouseClick(button, Qt::LeftButton);
-                 } else if (button->text().isEmpty()) {
-                     EXPECT_FALSE(button->isVisible());
-                 }
              }
          },
          IDNO, IDYES},
@@ -110,8 +84,6 @@ TEST_F(Dialogs, AMenuGivesTheCommandThatWasChosen) {
     AppendMenuW(menu, MF_STRING, 9201, W("Open"));
     AppendMenuW(menu, MF_SEPARATOR, 0, nullptr);
     AppendMenuW(menu, MF_STRING, 9203, W("Exit"));
-    EXPECT_EQ(SetMenuDefaultItem(menu, 9201, FALSE), TRUE);
-    EXPECT_EQ(SetMenuDefaultItem(menu, 9999, FALSE), FALSE);
     const std::pair<std::vector<Qt::Key>, int> cases[] = {
         {{Qt::Key_Down, Qt::Key_Down, Qt::Key_Return}, 9203},
         {{Qt::Key_Down, Qt::Key_Escape}, 0},
@@ -125,44 +97,6 @@ TEST_F(Dialogs, AMenuGivesTheCommandThatWasChosen) {
                   command);
     }
     EXPECT_EQ(DestroyMenu(menu), TRUE);
-    EXPECT_EQ(DestroyMenu(menu), FALSE);
-}
-
-HRESULT chooseFolder(HWND owner, WString &path) {
-    ComOwner<IFileDialog> dialog;
-    EXPECT_EQ(CoCreateInstance(CLSID_FileOpenDialog, nullptr, CLSCTX_INPROC_SERVER, IID_IFileDialog, dialog.outVoid()),
-              S_OK);
-    FILEOPENDIALOGOPTIONS options = 0;
-    dialog->GetOptions(&options);
-    dialog->SetOptions(options | FOS_PICKFOLDERS | FOS_FORCEFILESYSTEM | FOS_PATHMUSTEXIST | FOS_NOCHANGEDIR);
-    dialog->SetTitle(W("Choose"));
-    const HRESULT result = dialog->Show(owner);
-    ComOwner<IShellItem> item;
-    if (FAILED(result) || FAILED(dialog->GetResult(item.out())))
-        return result;
-    TaskMemoryOwner<LPWSTR> name;
-    EXPECT_EQ(item->GetDisplayName(SIGDN_FILESYSPATH, name.out()), S_OK);
-    path = name.get();
-    return result;
-}
-
-TEST_F(Dialogs, AFolderIsChosen) {
-    const Scratch scratch;
-    const QString folder = QString::fromStdString(scratch.folder("Filme"));
-    whenOpen<QFileDialog>([folder](QFileDialog &dialog) {
-        EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Choose"));
-        dialog.setDirectory(folder);
-        static_cast<QDialog &>(dialog).accept();
-    });
-    WString path;
-    EXPECT_EQ(chooseFolder(window, path), S_OK);
-    EXPECT_EQ(path, scratch.wide("Filme"));
-    whenOpen<QFileDialog>([](QFileDialog &dialog) { dialog.reject(); });
-    EXPECT_EQ(chooseFolder(window, path), HRESULT_FROM_WIN32(ERROR_CANCELLED));
-    void *none = &path;
-    EXPECT_EQ(CoCreateInstance(FOLDERID_RecycleBinFolder, nullptr, CLSCTX_INPROC_SERVER, IID_IFileDialog, &none),
-              REGDB_E_CLASSNOTREG);
-    EXPECT_EQ(none, nullptr);
 }
 
 } // namespace

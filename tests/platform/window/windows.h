@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QTest>
+#include <QTimer>
 #include <QWindow>
 
 #include <cstdlib>
@@ -141,6 +143,22 @@ inline WString textIn(HWND window) {
     WString text(static_cast<std::size_t>(GetWindowTextLengthW(window)), 0);
     GetWindowTextW(window, text.data(), static_cast<int>(text.size()) + 1);
     return text;
+}
+
+/// Acts as soon as such a dialog or menu is open, in its loop.
+template <typename Dialog>
+void whenOpen(const std::function<void(Dialog &)> &act) {
+    auto *timer = new QTimer(qApp);
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, act] {
+        QWidget *open = QApplication::activePopupWidget() != nullptr ? QApplication::activePopupWidget()
+                                                                     : QApplication::activeModalWidget();
+        if (auto *dialog = qobject_cast<Dialog *>(open)) {
+            timer->deleteLater();
+            timer->stop();
+            act(*dialog);
+        }
+    });
+    timer->start(1);
 }
 
 } // namespace dm::test
