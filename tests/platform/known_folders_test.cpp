@@ -53,13 +53,6 @@ TEST(KnownFolders, AccountTellsTheHomeWhereTheEnvironmentDoesNot) {
     });
 }
 
-TEST(KnownFolders, LocalAppDataIsTheDataHome) {
-    WCHAR path[MAX_PATH];
-    ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, path), S_OK);
-    EXPECT_EQ(linuxPath(path), baseFolders().dataHome);
-    EXPECT_EQ(SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA + 1, nullptr, SHGFP_TYPE_CURRENT, path), E_INVALIDARG);
-}
-
 TEST(KnownFolders, TempPath) {
     const Scratch scratch;
     scratch.folder("real");
