@@ -145,7 +145,13 @@ TEST(Paths, ExtendedPrefixIsAddedAndRemovedOnce) {
 }
 
 TEST(Paths, NamesAreComparedUnitByUnit) {
-    EXPECT_TRUE(equalsIgnoreCase(W("Guest Profile \u0416"), W("gUEST pROFILE \u0436")));
-    for (const auto &[left, right] : {std::pair(W("Default"), W("Defaul")), {W("a@"), W("a`")}, {W("\u00DF"), W("ss")}})
+    for (const auto &[left, right] :
+         {std::pair(W("Guest Profile \u0416"), W("gUEST pROFILE \u0436")), {W("\u00FF"), W("\u0178")}})
+        EXPECT_TRUE(equalsIgnoreCase(left, right));
+    for (const auto &[left, right] : {std::pair(W("Default"), W("Defaul")),
+                                      {W("a@"), W("a`")},
+                                      {W("\u00DF"), W("ss")},
+                                      {W("\u0131"), W("I")},
+                                      {W("\U00010428"), W("\U00010400")}})
         EXPECT_FALSE(equalsIgnoreCase(left, right) || equalsIgnoreCase(right, left));
 }
