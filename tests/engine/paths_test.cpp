@@ -126,24 +126,6 @@ TEST(Paths, SamePathIgnoresSpellingAndCase) {
     EXPECT_FALSE(samePath(W("C:\\s"), W("C:\\\u017F")));
 }
 
-TEST(Paths, ExtendedPrefixIsAddedAndRemovedOnce) {
-    const WString prefix = W("\\\\?\\");
-    const std::pair<WString, WString> stripped[] = {
-        {W(""), W("")},
-        {W("\\\\?"), W("\\\\?")},
-        {prefix, W("")},
-        {prefix + W("C:\\a"), W("C:\\a")},
-        {prefix + prefix, prefix},
-        {W("//?/C:\\a"), W("//?/C:\\a")},
-        {W("C:\\a"), W("C:\\a")},
-    };
-    for (const auto &[path, expected] : stripped)
-        EXPECT_EQ(stripExtendedPrefix(path), expected) << testing::PrintToString(path);
-    EXPECT_EQ(toExtendedPath(W("C:\\a")), prefix + W("C:\\a"));
-    EXPECT_EQ(toExtendedPath(prefix + W("C:\\a")), prefix + W("C:\\a"));
-    EXPECT_EQ(toExtendedPath(W("")), prefix);
-}
-
 TEST(Paths, NamesAreComparedUnitByUnit) {
     for (const auto &[left, right] :
          {std::pair(W("Guest Profile \u0416"), W("gUEST pROFILE \u0436")), {W("\u00FF"), W("\u0178")}})
