@@ -8,6 +8,21 @@ namespace {
 
 using test::Scratch;
 
+TEST(Identity, HalvesAreJoinedWithoutLossOfTheUpperOne) {
+    BY_HANDLE_FILE_INFORMATION info{};
+    info.nFileIndexHigh = 0x89ABCDEF;
+    info.nFileIndexLow = 0x80000001;
+    EXPECT_EQ(fileIndexOf(info), 0x89ABCDEF80000001);
+}
+
+TEST(Identity, ExactlyFiveErrorsAreBenign) {
+    std::vector<DWORD> benign;
+    for (DWORD error = 0; error < 20000; ++error)
+        if (isBenignFileError(error))
+            benign.push_back(error);
+    EXPECT_EQ(benign, (std::vector<DWORD>{2, 3, 5, 32, 33}));
+}
+
 TEST(Identity, APinTellsTheLastFolderAndHoldsEachLevel) {
     const Scratch scratch;
     scratch.folder("a/b");
