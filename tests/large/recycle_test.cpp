@@ -489,24 +489,11 @@ constexpr const char *restoreByGio = R"sh(dbus-run-session -- bash -c '
     done')sh";
 
 Tree writeWildFilms(const std::string &folder) {
-    const std::string names[] = {"plain.mkv",
-                                 "with blank",
-                                 "100% + & #1?.mkv",
-                                 "-rf",
-                                 ".hidden",
-                                 "tab\there",
-                                 "aux",
-                                 "line\nbreak",
-                                 "back\\slash",
-                                 "end. ",
-                                 "x.trashinfo",
-                                 "quote\"'$`.",
-                                 "\u00FC",
-                                 "\U0001F600",
-                                 std::string(251, 'n') + ".mkv",
-                                 "\xFF\xFE no text",
-                                 "half \xC3",
-                                 "\xEF\x80\xBA taken"};
+    std::vector<std::string> names = {
+        "plain.mkv",   "with blank",  "100% + & #1?.mkv", "-rf",         ".hidden",
+        "tab\there",   "aux",         "line\nbreak",      "back\\slash", "end. ",
+        "x.trashinfo", "quote\"'$`.", "\u00FC",           "\U0001F600",  std::string(251, 'n') + ".mkv"};
+    names.insert(names.end(), {"\xFF\xFE no text", "half \xC3", "\xEF\x80\xBA taken"});
     Tree films;
     for (const std::string &name : names) {
         const std::string path = folder + "/sub folder/" + name;
