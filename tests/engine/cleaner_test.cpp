@@ -245,8 +245,9 @@ TEST(Cleaner, OpensAreTriedAgainOnlyUnderTheRetryPolicy) {
         {true, "!", Cancelled, 0},     {true, "o!", Cancelled, 0},   {true, "l!", Cancelled, 0},
         {false, "lwf!", Cancelled, 1}, {false, "lw!", Cancelled, 0}, {false, "lwlw!", Cancelled, 1},
     };
-    for (const auto &[skipLockedFiles, steps, code, waits] : table) {
-        SCOPED_TRACE(steps);
+    for (const auto &row : table) {
+        SCOPED_TRACE(row.steps);
+        const std::string_view steps = row.steps;
         std::string made;
         std::atomic<bool> cancelFlag = false;
         const auto raiseIfDue = [&] {
@@ -267,9 +268,9 @@ TEST(Cleaner, OpensAreTriedAgainOnlyUnderTheRetryPolicy) {
             raiseIfDue();
         };
         raiseIfDue();
-        const OpenOutcome outcome = openWithRetry(skipLockedFiles, cancelFlag, attempt, wait);
-        EXPECT_EQ(outcome.code, code);
-        EXPECT_EQ(outcome.waits, waits);
+        const OpenOutcome outcome = openWithRetry(row.skipLockedFiles, cancelFlag, attempt, wait);
+        EXPECT_EQ(outcome.code, row.code);
+        EXPECT_EQ(outcome.waits, row.waits);
         EXPECT_EQ(made, steps);
     }
 }
