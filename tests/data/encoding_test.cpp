@@ -74,10 +74,5 @@ TEST(Encoding, ControlsAndUnpairedSurrogatesAreReplaced) {
     }
 }
 
-TEST(Encoding, LineFeedsGetTheirCarriageReturn) {
-    EXPECT_EQ(normalizeLineBreaks(W("\na\n\nb")), W("\r\na\r\n\r\nb"));
-    EXPECT_EQ(normalizeLineBreaks(W("a\r\nb\r\r\nc\rd\r")), W("a\r\nb\r\r\nc\rd\r"));
-}
-
 } // namespace
 } // namespace dm

@@ -26,13 +26,6 @@ std::string nestedObjects(int braces, const std::string &inside) {
     return document;
 }
 
-JsonValue handMade(JsonKind kind, const std::string &text) {
-    JsonValue value;
-    value.kind = kind;
-    value.text = text;
-    return value;
-}
-
 } // namespace
 
 TEST(Json, DocumentsAreAcceptedOrRefusedWithTheirMessage) {
@@ -131,32 +124,6 @@ TEST(Json, IntegersAreExactOrRefused) {
         EXPECT_EQ(test::failureOf([&] { jsonInteger(parseJson(document)); }), "JSON integer expected") << document;
     for (const char *document : {"9223372036854775808", "-9223372036854775809", "99999999999999999999999"})
         EXPECT_THROW(jsonInteger(parseJson(document)), std::out_of_range) << document;
-    for (const std::string &text : {"12x"s, "12\0"s})
-        EXPECT_EQ(test::failureOf([&] { jsonInteger(handMade(JsonKind::Number, text)); }), "JSON integer");
-    for (const char *text : {"", "-", "x"})
-        EXPECT_THROW(jsonInteger(handMade(JsonKind::Number, text)), std::invalid_argument) << text;
-}
-
-TEST(Json, AccessorsRefuseOrFallBackOnTheWrongKind) {
-    const JsonValue value = parseJson(R"({"yes":true,"no":false,"text":"true","empty":"","number":1,"none":null})");
-    EXPECT_EQ(test::failureOf([&] { jsonField(value, "absent"); }), "missing JSON field");
-    EXPECT_EQ(test::failureOf([&] { jsonField(value, "YES"); }), "missing JSON field");
-    EXPECT_EQ(test::failureOf([] { jsonField(parseJson("[1]"), "a"); }), "missing JSON field");
-    for (const char *key : {"yes", "number", "none"})
-        EXPECT_EQ(test::failureOf([&] { jsonString(jsonField(value, key)); }), "JSON string expected") << key;
-
-    for (const bool fallback : {false, true}) {
-        EXPECT_TRUE(jsonBoolOr(value, "yes", fallback));
-        EXPECT_FALSE(jsonBoolOr(value, "no", fallback));
-        for (const char *key : {"text", "number", "none", "absent"})
-            EXPECT_EQ(jsonBoolOr(value, key, fallback), fallback) << key;
-        EXPECT_EQ(jsonBoolOr(jsonField(value, "text"), "yes", fallback), fallback);
-    }
-    EXPECT_EQ(jsonStringOr(value, "text", "other"), "true");
-    EXPECT_EQ(jsonStringOr(value, "empty", "other"), "");
-    for (const char *key : {"yes", "number", "none", "absent"})
-        EXPECT_EQ(jsonStringOr(value, key, "other"), "other") << key;
-    EXPECT_EQ(jsonStringOr(parseJson("[]"), "text", "other"), "other");
 }
 
 TEST(Json, QuotedTextIsWrittenAsToldAndReadBack) {

@@ -155,20 +155,14 @@ TEST(Browsers, MayEndBetweenTheListAndTheLook) {
         endProcess(browser);
 
         PROCESSENTRY32W entry = {};
-        EXPECT_FALSE(Process32FirstW(snapshot.get(), &entry));
-        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_LENGTH));
         entry.dwSize = sizeof entry;
         ASSERT_TRUE(Process32FirstW(snapshot.get(), &entry));
         while (entry.th32ProcessID != static_cast<DWORD>(browser))
             ASSERT_TRUE(Process32NextW(snapshot.get(), &entry));
-        EXPECT_EQ(WString(entry.szExeFile), W("chrome.exe"));
-
         DWORD session = 0;
         EXPECT_TRUE(ProcessIdToSessionId(entry.th32ProcessID, &session)); // or it would count as doubtful
         EXPECT_EQ(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID), nullptr);
         EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-        EXPECT_FALSE(Process32NextW(snapshot.get(), &entry));
-        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_MORE_FILES));
     });
 }
 

@@ -232,53 +232,46 @@ TEST(Cleaner, FilesOfEveryNameAreListedAndDeleted) {
 }
 
 TEST(Cleaner, OpensAreTriedAgainOnlyUnderTheRetryPolicy) {
-    using enum OpenAttempt;
-    enum Event { Never, BeforeTheFirstAttempt, DuringTheLastAttempt, DuringTheLastWait };
+    using enum OpenCode;
     const struct {
         bool skipLockedFiles;
-        std::vector<OpenAttempt> attempts; ///< all of which must be made
-        std::size_t waits;                 ///< that must be started
-        Event flagRaised;
+        std::string_view steps; ///< attempts that are [o]pened, [l]ocked or [f]ailed and [w]aits; "!" raises the flag
         OpenCode code;
-        unsigned waitsSpent;
+        unsigned waits;
     } table[] = {
-        {true, {Opened}, 0, Never, OpenCode::Opened, 0},
-        {true, {Failed}, 0, Never, OpenCode::Failed, 0},
-        {true, {Locked}, 0, Never, OpenCode::Locked, 0},
-        {false, {Opened}, 0, Never, OpenCode::Opened, 0},
-        {false, {Failed}, 0, Never, OpenCode::Failed, 0},
-        {false, {Locked, Opened}, 1, Never, OpenCode::Opened, 1},
-        {false, {Locked, Failed}, 1, Never, OpenCode::Failed, 1},
-        {false, {Locked, Locked, Opened}, 2, Never, OpenCode::Opened, 2},
-        {false, {Locked, Locked, Locked}, 2, Never, OpenCode::Failed, 2},
-        {true, {}, 0, BeforeTheFirstAttempt, OpenCode::Cancelled, 0},
-        {true, {Opened}, 0, DuringTheLastAttempt, OpenCode::Cancelled, 0},
-        {true, {Locked}, 0, DuringTheLastAttempt, OpenCode::Cancelled, 0},
-        {false, {Locked, Failed}, 1, DuringTheLastAttempt, OpenCode::Cancelled, 1},
-        {false, {Locked}, 1, DuringTheLastWait, OpenCode::Cancelled, 0},
-        {false, {Locked, Locked}, 2, DuringTheLastWait, OpenCode::Cancelled, 1},
+        {true, "o", Opened, 0},        {true, "f", Failed, 0},       {true, "l", Locked, 0},
+        {false, "o", Opened, 0},       {false, "f", Failed, 0},      {false, "lwo", Opened, 1},
+        {false, "lwf", Failed, 1},     {false, "lwlwo", Opened, 2},  {false, "lwlwl", Failed, 2},
+        {true, "!", Cancelled, 0},     {true, "o!", Cancelled, 0},   {true, "l!", Cancelled, 0},
+        {false, "lwf!", Cancelled, 1}, {false, "lw!", Cancelled, 0}, {false, "lwlw!", Cancelled, 1},
     };
-    for (std::size_t row = 0; row < std::size(table); ++row) {
-        const auto &expected = table[row];
-        std::atomic<bool> cancelFlag = expected.flagRaised == BeforeTheFirstAttempt;
-        std::size_t attempts = 0;
-        std::vector<unsigned> waits;
-        const auto attempt = [&] {
-            const OpenAttempt outcome = expected.attempts.at(attempts++);
-            if (expected.flagRaised == DuringTheLastAttempt && attempts == expected.attempts.size())
+    for (const auto &row : table) {
+        SCOPED_TRACE(row.steps);
+        const std::string_view steps = row.steps;
+        std::string made;
+        std::atomic<bool> cancelFlag = false;
+        const auto raiseIfDue = [&] {
+            if (made.size() + 1 == steps.size() && steps.back() == '!') {
                 cancelFlag = true;
-            return outcome;
+                made += '!';
+            }
+        };
+        const auto attempt = [&] {
+            made += made.size() < steps.size() ? steps[made.size()] : '?';
+            const char outcome = made.back();
+            raiseIfDue();
+            return outcome == 'o' ? OpenAttempt::Opened : outcome == 'l' ? OpenAttempt::Locked : OpenAttempt::Failed;
         };
         const auto wait = [&](unsigned milliseconds) {
-            waits.push_back(milliseconds);
-            if (expected.flagRaised == DuringTheLastWait && waits.size() == expected.waits)
-                cancelFlag = true;
+            EXPECT_EQ(milliseconds, 50U);
+            made += 'w';
+            raiseIfDue();
         };
-        const OpenOutcome outcome = openWithRetry(expected.skipLockedFiles, cancelFlag, attempt, wait);
-        EXPECT_EQ(outcome.code, expected.code) << "row " << row;
-        EXPECT_EQ(outcome.waits, expected.waitsSpent) << "row " << row;
-        EXPECT_EQ(attempts, expected.attempts.size()) << "row " << row;
-        EXPECT_EQ(waits, std::vector<unsigned>(expected.waits, 50)) << "row " << row;
+        raiseIfDue();
+        const OpenOutcome outcome = openWithRetry(row.skipLockedFiles, cancelFlag, attempt, wait);
+        EXPECT_EQ(outcome.code, row.code);
+        EXPECT_EQ(outcome.waits, row.waits);
+        EXPECT_EQ(made, steps);
     }
 }
 

@@ -8,41 +8,11 @@ namespace {
 
 using test::Scratch;
 
-TEST(Identity, PlainnessIsToldByAttributesAndLinks) {
-    constexpr DWORD folder = FILE_ATTRIBUTE_DIRECTORY;
-    constexpr DWORD link = FILE_ATTRIBUTE_REPARSE_POINT;
-    constexpr DWORD harmless = FILE_ATTRIBUTE_NORMAL | FILE_ATTRIBUTE_SYSTEM;
-    const struct {
-        DWORD attributes;
-        DWORD links;
-        bool plainFolder;
-        bool plainFile;
-    } table[] = {
-        {0, 1, false, true},
-        {harmless, 1, false, true},
-        {0, 0, false, false},
-        {0, 2, false, false},
-        {FILE_ATTRIBUTE_READONLY, 1, false, false},
-        {link, 1, false, false},
-        {folder, 1, true, false},
-        {folder | FILE_ATTRIBUTE_READONLY | harmless, 1, true, false},
-        {folder | link, 1, false, false},
-    };
-    for (const auto &row : table) {
-        BY_HANDLE_FILE_INFORMATION info{};
-        info.dwFileAttributes = row.attributes;
-        info.nNumberOfLinks = row.links;
-        EXPECT_EQ(isPlainFolder(row.attributes), row.plainFolder) << std::hex << row.attributes;
-        EXPECT_EQ(isPlainFile(info), row.plainFile) << std::hex << row.attributes << ", links " << row.links;
-    }
-}
-
 TEST(Identity, HalvesAreJoinedWithoutLossOfTheUpperOne) {
     BY_HANDLE_FILE_INFORMATION info{};
     info.nFileIndexHigh = 0x89ABCDEF;
     info.nFileIndexLow = 0x80000001;
     EXPECT_EQ(fileIndexOf(info), 0x89ABCDEF80000001);
-    EXPECT_EQ(ticksOf({0xFFFFFFFF, 1}), 0x1FFFFFFFF);
 }
 
 TEST(Identity, ExactlyFiveErrorsAreBenign) {
@@ -51,13 +21,6 @@ TEST(Identity, ExactlyFiveErrorsAreBenign) {
         if (isBenignFileError(error))
             benign.push_back(error);
     EXPECT_EQ(benign, (std::vector<DWORD>{2, 3, 5, 32, 33}));
-}
-
-TEST(Identity, ADriveRootIsPinnedByOneHandle) {
-    PinnedPath pinned;
-    ASSERT_TRUE(pinPath(pinned, W("C:\\"))) << GetLastError();
-    EXPECT_EQ(pinned.handles.size(), 1U);
-    EXPECT_EQ(pinned.finalPath, W("C:\\"));
 }
 
 TEST(Identity, APinTellsTheLastFolderAndHoldsEachLevel) {
@@ -76,38 +39,6 @@ TEST(Identity, APinTellsTheLastFolderAndHoldsEachLevel) {
     EXPECT_NE(fileIndexOf(parent.info), fileIndexOf(pinned.info));
 }
 
-TEST(Identity, WhatIsNoPlainFolderIsNotPinned) {
-    const Scratch scratch;
-    scratch.folder("real/below");
-    scratch.link("link", scratch.path("real"));
-    scratch.link("dangling", scratch.path("nowhere"));
-    scratch.file("file");
-    const std::size_t levelsAbove = [&] {
-        PinnedPath pinned;
-        return pinPath(pinned, scratch.wide()) ? pinned.handles.size() : 0;
-    }();
-    ASSERT_GT(levelsAbove, 0U);
-    const struct {
-        WString path;
-        DWORD error;
-        std::size_t held;
-    } table[] = {
-        {scratch.wide("link"), ERROR_REPARSE_TAG_INVALID, levelsAbove},
-        {scratch.wide("link/below"), ERROR_REPARSE_TAG_INVALID, levelsAbove},
-        {scratch.wide("dangling"), ERROR_REPARSE_TAG_INVALID, levelsAbove},
-        {scratch.wide("file"), ERROR_REPARSE_TAG_INVALID, levelsAbove},
-        {scratch.wide("missing/below"), ERROR_FILE_NOT_FOUND, levelsAbove},
-        {scratch.wide() + W("\\..\\real"), ERROR_INVALID_NAME, 0},
-        {W("real"), ERROR_INVALID_NAME, 0},
-    };
-    for (const auto &[path, error, held] : table) {
-        PinnedPath pinned;
-        EXPECT_FALSE(pinPath(pinned, path)) << testing::PrintToString(path);
-        EXPECT_EQ(GetLastError(), error) << testing::PrintToString(path);
-        EXPECT_EQ(pinned.handles.size(), held) << testing::PrintToString(path);
-    }
-}
-
 TEST(Identity, AFolderMadeAnewUnderTheSameNameIsAnother) {
     const Scratch scratch;
     for (int round = 0; round < 20; ++round) {
@@ -122,33 +53,6 @@ TEST(Identity, AFolderMadeAnewUnderTheSameNameIsAnother) {
         }
         ASSERT_NE(indexes[0], indexes[1]);
     }
-}
-
-TEST(Identity, AnObjectThatLeftItsPathHasNoFinalPath) {
-    const Scratch scratch;
-    scratch.file("folder/file");
-    const OwnedHandle file = openForScan(toExtendedPath(scratch.wide("folder/file")));
-    ASSERT_TRUE(file);
-    EXPECT_EQ(finalPathOf(file.get()), scratch.wide("folder/file"));
-    ASSERT_TRUE(test::runIn(scratch.path(), "mv folder/file elsewhere"));
-    EXPECT_NE(finalPathOf(file.get()), scratch.wide("folder/file"));
-    ASSERT_TRUE(test::runIn(scratch.path(), "mv elsewhere folder/file"));
-    EXPECT_EQ(finalPathOf(file.get()), scratch.wide("folder/file"));
-    ASSERT_TRUE(test::runIn(scratch.path(), "cp -r folder twin; mv folder other; mv twin folder"));
-    EXPECT_NE(finalPathOf(file.get()), scratch.wide("folder/file"));
-}
-
-TEST(Identity, ClosingAHandleLeavesTheLastErrorAlone) {
-    SetLastError(ERROR_DISK_FULL);
-    { const OwnedHandle notAHandle(INVALID_HANDLE_VALUE); }
-    { const OwnedHandle nothing; }
-    const Scratch scratch;
-    OwnedHandle folder = openFolder(toExtendedPath(scratch.wide()));
-    ASSERT_TRUE(folder);
-    SetLastError(ERROR_DISK_FULL);
-    folder.reset();
-    EXPECT_FALSE(folder);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_DISK_FULL));
 }
 
 } // namespace

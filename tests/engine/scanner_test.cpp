@@ -20,13 +20,12 @@ std::set<WString> pathsOf(const ScanResult &result) {
     return paths;
 }
 
-// Walks a folder like a target of its own; the time is the caller's.
-ScanResult scanAt(const Scratch &scratch, std::uint64_t now, bool enforceAgeCutoff) {
+// Walks a folder like a browser's cache.
+ScanResult scanCache(const Scratch &scratch) {
     ScanResult result;
     std::uint64_t count = 0;
-    const CleanCategory category = enforceAgeCutoff ? CleanCategory::Temp : CleanCategory::Browser;
-    scanFolder(scratch.wide(), {scratch.wide(), category, enforceAgeCutoff}, scratch.wide(), result, goOn, {}, now,
-               count, 0);
+    scanFolder(scratch.wide(), {scratch.wide(), CleanCategory::Browser, false}, scratch.wide(), result, goOn, {},
+               currentTime(), count, 0);
     return result;
 }
 
@@ -68,20 +67,6 @@ TEST(Scanner, AnEntryTellsWhatTheOpenFileIs) {
     EXPECT_EQ(result.skipped + result.errors, 0U);
 }
 
-TEST(Scanner, AFileOfExactlyTheCutoffIsListedAndOneTickLessIsNot) {
-    const Scratch scratch;
-    scratch.file("file");
-    const std::uint64_t written = scanAt(scratch, currentTime(), false).entries.at(0).lastWriteTime;
-    EXPECT_EQ(scanAt(scratch, written + ageCutoff, true).entries.size(), 1U);
-    const ScanResult young = scanAt(scratch, written + ageCutoff - 1, true);
-    EXPECT_EQ(young.entries.size(), 0U);
-    EXPECT_EQ(young.skipped, 1U);
-    const ScanResult cache = scanAt(scratch, written + 1, false);
-    ASSERT_EQ(cache.entries.size(), 1U);
-    EXPECT_EQ(cache.entries.front().category, CleanCategory::Browser);
-    EXPECT_EQ(cache.bytesByCategory, (std::array<std::uint64_t, 2>{0, 7}));
-}
-
 TEST(Scanner, WhatIsNoOldPlainFileIsSkipped) {
     const struct {
         const char *commands; ///< in a folder with an old file
@@ -104,7 +89,7 @@ TEST(Scanner, WhatIsNoOldPlainFileIsSkipped) {
         EXPECT_EQ(temp.entries.size(), 0U);
         EXPECT_EQ(temp.skipped, row.skipped);
         EXPECT_EQ(temp.errors, 0U);
-        const ScanResult cache = scanAt(scratch, currentTime(), false);
+        const ScanResult cache = scanCache(scratch);
         EXPECT_EQ(cache.entries.size(), row.alsoInCaches ? 0U : 1U);
         EXPECT_EQ(cache.skipped, row.alsoInCaches ? row.skipped : 0U);
     }
@@ -204,23 +189,6 @@ TEST(Scanner, ProgressTellsEveryEntryBeforeItIsJudged) {
     EXPECT_EQ(count, 5U);
     EXPECT_EQ(paths, (std::set<WString>{scratch.wide("old"), scratch.wide("fresh"), scratch.wide("folder"),
                                         scratch.wide("folder/below"), scratch.wide("link")}));
-}
-
-TEST(Scanner, ACancelTakesEffectWithinOneEntryAndKeepsWhatWasFound) {
-    const Scratch scratch;
-    for (int index = 0; index < 20; ++index)
-        scratch.file("folder/" + std::to_string(index));
-    std::atomic<bool> cancelFlag = false;
-    const ProgressReport progress = [&](WStringView, std::uint64_t count, std::uint64_t) { cancelFlag = count == 5; };
-    ScanResult result;
-    std::uint64_t count = 0;
-    scanFolder(scratch.wide("folder"), {scratch.wide("folder"), CleanCategory::Temp, true}, scratch.wide("folder"),
-               result, cancelFlag, progress, currentTime(), count, 0);
-    EXPECT_EQ(count, 5U);
-    EXPECT_EQ(result.entries.size(), 5U);
-    EXPECT_EQ(result.bytesByCategory[0], 5 * 7U);
-    EXPECT_EQ(result.skipped + result.errors, 0U);
-    EXPECT_TRUE(scanRoot(scratch.wide("folder"), cancelFlag).entries.empty());
 }
 
 TEST(Scanner, AScanLeavesEveryTimeAndModeAsItWas) {

@@ -111,34 +111,6 @@ TEST(LargeSearchPaths, AreComparedIgnoringCaseAndByWholeComponents) {
     }
 }
 
-TEST(LargeSearchPaths, FoldersOfTheSystemAreExcludedByName) {
-    const std::pair<WStringView, bool> table[] = {
-        {W("C:\\"), false},
-        {W("C:\\folder\\file"), false},
-        {W("C:\\$Recycle.Bin"), true},
-        {W("c:\\folder\\reCYCLER\\file"), true},
-        {W("C:\\Recycled\\"), true},
-        {W("C:\\system volume information\\x"), true},
-        {W("C:\\$Recycle.Bin2\\RECYCLE"), false},
-        {W("C:\\recycler\u017F"), false},
-        {W("C:\\folder."), true}, // no path at all
-    };
-    for (const auto &[path, excluded] : table)
-        EXPECT_EQ(pathHasExcludedFolder(path), excluded) << std::string(path.begin(), path.end());
-}
-
-TEST(LargeSearchPaths, ADriveIsToldByItsLetter) {
-    WCHAR root[4];
-    EXPECT_TRUE(GetVolumePathNameW(W("c:\\folder\\file"), root, 4));
-    EXPECT_EQ(WString(root), W("C:\\"));
-    EXPECT_FALSE(GetVolumePathNameW(W("C:\\"), root, 3));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE));
-    for (const WCHAR *none : {W("1:\\folder"), W("C:")}) {
-        EXPECT_FALSE(GetVolumePathNameW(none, root, 4) || isLocalDrive(none, false));
-        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-    }
-}
-
 TEST_F(LargeSearch, ARefusedRootTellsWhy) {
     const std::string invalid = "Invalid search folder.";
     const std::string notLocal = "Search is available only on a local drive.";

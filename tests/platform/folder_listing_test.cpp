@@ -102,46 +102,5 @@ TEST(FolderListing, AListingGoesOnWhereItWasAfterAWalkFarBelow) {
     expectWholeWalk(scratch, true);
 }
 
-TEST(FolderListing, ListingsMayOverlapAndBeClosedHalfWayByAnybody) {
-    const Scratch scratch;
-    for (int index = 0; index < 2000; ++index)
-        scratch.file("folder-" + std::to_string(index % 50) + "/file-" + std::to_string(index));
-    const auto start = [](const WString &folder) {
-        WIN32_FIND_DATAW data;
-        const HANDLE search = FindFirstFileExW((folder + W("\\*")).c_str(), FindExInfoBasic, &data,
-                                               FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH);
-        EXPECT_NE(search, INVALID_HANDLE_VALUE);
-        return search;
-    };
-    const auto goOn = [](HANDLE search, int most) {
-        WIN32_FIND_DATAW data;
-        int count = 0;
-        while (count < most && FindNextFileW(search, &data))
-            ++count;
-        return count;
-    };
-    const HANDLE outer = start(scratch.wide());
-    const HANDLE inner = start(scratch.wide("folder-7"));
-    const HANDLE again = start(scratch.wide("folder-7"));
-    EXPECT_EQ(goOn(outer, 10), 10);
-    EXPECT_EQ(goOn(inner, 20), 20);
-    EXPECT_EQ(goOn(again, 1000), 39);
-    FindClose(outer);
-    EXPECT_EQ(goOn(inner, 1000), 19);
-    for (int round = 0; round < 20; ++round) { // in the middle of what is read ahead
-        std::multiset<WString> found;
-        const HANDLE half = start(scratch.wide());
-        std::size_t mostReaders = 0;
-        for (int index = 0; index < round; ++index)
-            walk(scratch.wide("folder-" + std::to_string(index)), found, mostReaders);
-        EXPECT_LE(mostReaders, 1U);
-        EXPECT_EQ(found.size(), 40U * static_cast<unsigned>(round));
-        std::thread([half] { FindClose(half); }).join();
-    }
-    FindClose(again);
-    FindClose(inner);
-    waitForNoReader();
-}
-
 } // namespace
 } // namespace dm::platform

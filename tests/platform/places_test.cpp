@@ -2,59 +2,12 @@
 
 #include "engine/paths.h"
 #include "platform/linux/base_folders.h"
-#include "platform/linux/scan_paths.h"
 #include "platform/linux/volumes.h"
 
 #include <gtest/gtest.h>
 
 namespace dm {
 namespace {
-
-TEST(Places, BrowsersInTheirOrder) {
-    std::string told;
-    for (const platform::BrowserPaths &browser : platform::browserPaths({"/h", "/h/data", "/cache", "/config"})) {
-        told += browser.profiles;
-        for (const platform::CachePath &cache : browser.caches)
-            told += (cache.parent == browser.profiles ? " ." : ' ' + cache.parent) + '|' + cache.name;
-        told += browser.profileNames == ProfileNames::Any ? " any\n" : "\n";
-    }
-    std::string expected;
-    const auto expectChromium = [&](const std::string &profiles, const std::string &cache) {
-        expected += profiles + ' ' + cache + "|Cache " + cache + "|Code Cache .|GPUCache\n";
-    };
-    const auto expectFlatpak = [&](const std::string &app, const std::string &name) {
-        expectChromium("/h/.var/app/" + app + "/config/" + name, "/h/.var/app/" + app + "/cache/" + name);
-    };
-    for (const char *name : {"google-chrome", "google-chrome-beta", "google-chrome-unstable"})
-        expectChromium(std::string("/config/") + name, std::string("/cache/") + name);
-    expectFlatpak("com.google.Chrome", "google-chrome");
-    expectChromium("/config/chromium", "/cache/chromium");
-    expectChromium("/h/snap/chromium/common/chromium", "/h/snap/chromium/common/.cache/chromium");
-    expectFlatpak("org.chromium.Chromium", "chromium");
-    for (const char *name : {"microsoft-edge", "microsoft-edge-beta", "microsoft-edge-dev"})
-        expectChromium(std::string("/config/") + name, std::string("/cache/") + name);
-    expectFlatpak("com.microsoft.Edge", "microsoft-edge");
-    for (const char *cache : {"/cache", "/h/snap/firefox/common/.cache", "/h/.var/app/org.mozilla.firefox/cache"})
-        expected += cache + std::string("/mozilla/firefox .|cache2 any\n");
-    EXPECT_EQ(told, expected);
-}
-
-TEST(Places, OfThisUser) {
-    const ScanPlaces places = scanPlaces();
-    EXPECT_EQ(platform::linuxPath(places.userTemp), "/tmp");
-    EXPECT_EQ(platform::linuxPath(places.systemTemp), "/var/tmp");
-    const std::vector<platform::BrowserPaths> browsers = platform::browserPaths(platform::baseFolders());
-    ASSERT_EQ(places.browsers.size(), browsers.size());
-    for (std::size_t index = 0; index < browsers.size(); ++index) {
-        const BrowserPlace &place = places.browsers[index];
-        WString normal;
-        EXPECT_TRUE(normalizePath(place.profiles, normal) && normal == place.profiles);
-        EXPECT_EQ(platform::linuxPath(place.profiles), browsers[index].profiles);
-        ASSERT_EQ(place.caches.size(), browsers[index].caches.size());
-        for (std::size_t cache = 0; cache < place.caches.size(); ++cache)
-            EXPECT_EQ(platform::linuxPath(place.caches[cache].parent), browsers[index].caches[cache].parent);
-    }
-}
 
 TEST(Places, PathsAsAPersonReadsAndTypesThem) {
     const WString home = shownPath(platform::drivePath(platform::baseFolders().home));
