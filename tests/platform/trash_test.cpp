@@ -294,19 +294,41 @@ TEST(Trash, AFullVolumeIsEmptied) {
     });
 }
 
-TEST(Trash, ABusyTrashAndWhatIsNoDriveAreRefused) {
+TEST(Trash, BadArgumentsAndABusyTrashAreRefused) {
     inTrashOfItsOwn([] {
         const std::string trash = homeTrash();
         inTrash(trash, "bin file");
-        for (LPCWSTR root : {W("?:\\"), W("B:\\"), W("file")})
+        SHQUERYRBINFO info{23, -1, -1};
+        EXPECT_EQ(SHQueryRecycleBinW(nullptr, &info), E_INVALIDARG);
+        EXPECT_EQ(info.i64NumItems, -1);
+        EXPECT_EQ(SHQueryRecycleBinW(nullptr, nullptr), E_INVALIDARG);
+        info.cbSize = 24;
+        EXPECT_EQ(query(W("")).first, 1);
+        for (LPCWSTR root : {W("?:\\"), W("B:\\"), W("file")}) {
+            EXPECT_EQ(SHQueryRecycleBinW(root, &info), HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
             EXPECT_EQ(emptyBin(root), HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
-        EXPECT_EQ(query().first, 1);
+        }
+        query();
         platform::Fd other(open(trash.c_str(), O_RDONLY | O_CLOEXEC));
         ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
         EXPECT_EQ(emptyBin(), HRESULT_FROM_WIN32(ERROR_BUSY));
         EXPECT_TRUE(fs::exists(trash + "/files/file"));
         other.reset();
         EXPECT_EQ(emptyBin(), S_OK);
+    });
+}
+
+TEST(Trash, WhatOtherProgramsTrashedIsEmptiedInTheirEyesToo) {
+    inTrashOfItsOwn([] {
+        if (!runIn("/", "command -v gio && command -v trash-put"))
+            GTEST_SKIP() << "gio and trash-cli are not installed.";
+        const std::string home = platform::baseFolders().home;
+        makeFile(home + "/by gio", "12");
+        makeFile(home + "/by trash-cli/file", "345");
+        ASSERT_TRUE(runIn(home, "gio trash 'by gio'; trash-put 'by trash-cli'; test $(trash-list | wc -l) = 2"));
+        EXPECT_EQ(query(), (Figures{2, 5}));
+        EXPECT_EQ(emptyBin(), S_OK);
+        EXPECT_TRUE(runIn(homeTrash(), "test -z \"$(trash-list)\"; test -z \"$(ls info)\""));
     });
 }
 
