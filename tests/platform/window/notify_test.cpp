@@ -90,7 +90,11 @@ bool comesTrue(Condition condition) {
 class Panel final : public QDBusVirtualObject {
 public:
     Panel() { connection_.registerVirtualObject(watcherPath, this); }
-    ~Panel() override { QDBusConnection::disconnectFromBus(QStringLiteral("panel")); }
+    ~Panel() override {
+        // The thread of the bus closes the connection later, and would touch the objects that it still knows.
+        connection_.unregisterObject(watcherPath);
+        QDBusConnection::disconnectFromBus(QStringLiteral("panel"));
+    }
 
     bool isThere() const { return connection_.isConnected(); }
     void come() { EXPECT_TRUE(connection_.registerService(watcherService)); }
