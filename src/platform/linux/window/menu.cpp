@@ -2,7 +2,10 @@
 #include "platform/linux/window/application.h"
 #include "platform/linux/window/panes.h"
 
+#include <QEventLoop>
 #include <QMenu>
+#include <QTimer>
+#include <QWindow>
 
 #include <set>
 
@@ -21,6 +24,18 @@ QMenu *menuOf(HMENU handle) {
     constexpr DWORD invalidMenuHandle = 1401; // ERROR_INVALID_MENU_HANDLE
     SetLastError(invalidMenuHandle);
     return nullptr;
+}
+
+/// Where the window with the keys has just been hidden, X tells of their loss a tenth of a second later, and that
+/// closes what has opened since.
+void awaitLossOfKeys() {
+    const QWindow *window = QGuiApplication::focusWindow();
+    if (window == nullptr || window->isVisible())
+        return;
+    QEventLoop loop;
+    QObject::connect(qApp, &QGuiApplication::focusWindowChanged, &loop, &QEventLoop::quit);
+    QTimer::singleShot(500, &loop, &QEventLoop::quit); // not every display tells
+    loop.exec();
 }
 
 } // namespace
@@ -58,6 +73,7 @@ BOOL WINAPI SetMenuDefaultItem(HMENU handle, UINT id, UINT byPosition) {
 }
 
 BOOL WINAPI TrackPopupMenuEx(HMENU handle, UINT flags, int x, int y, HWND, TPMPARAMS *) {
+    awaitLossOfKeys();
     const QPointer<QMenu> menu = menuOf(handle);
     if (menu == nullptr || (flags & TPM_RETURNCMD) == 0)
         return fail(ERROR_INVALID_PARAMETER);
