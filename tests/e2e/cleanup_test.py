@@ -16,11 +16,14 @@ TRASH = HOME / ".local/share/Trash"
 def facts():
     """Of every file in the reach of the program: whether it is still the same."""
     found = {}
-    for folder in ("/tmp", "/var/tmp", HOME):
-        for path in pathlib.Path(folder).rglob("*"):
-            if desktop.REPOSITORY not in path.parents and (not path.is_dir() or path.is_symlink()):
-                status = path.lstat()
-                found[path] = (status.st_ino, status.st_size, status.st_mtime_ns)
+    for place in ("/tmp", "/var/tmp", HOME):
+        for folder, folders, files in os.walk(place):
+            here = pathlib.Path(folder)
+            folders[:] = [name for name in folders if here / name != desktop.REPOSITORY]
+            for path in (here / name for name in folders + files):
+                if not path.is_dir() or path.is_symlink():
+                    status = path.lstat()
+                    found[path] = (status.st_ino, status.st_size, status.st_mtime_ns)
     return found
 
 

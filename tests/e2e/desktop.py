@@ -29,6 +29,7 @@ PATIENCE = 60  # seconds until something that never comes counts as missing
 SKIPPED = 77
 LEAVES = {"push button", "slider", "list item", "table cell"}  # each question costs a way over the bus
 
+last_click = None  # where on the screen
 Atspi = GLib = None  # from the system's Python, loaded once there is a bus for them
 
 
@@ -68,9 +69,13 @@ class Control:
         return box.x, box.y, box.width, box.height
 
     def click(self, button=1, at=(0.5, 0.5), times=1):
-        """With the pointer, at a share of the width and height."""
+        """With the pointer, at a share of the width and height; beside the last click, since two quick ones at one
+        place are a double click."""
+        global last_click
         left, top, width, height = self.place
-        point_at(left + int(width * at[0]), top + int(height * at[1]))
+        x, y = left + int(width * at[0]), top + int(height * at[1])
+        last_click = (x + 8, y) if (x, y) == last_click else (x, y)
+        point_at(*last_click)
         xdotool("click", "--repeat", str(times), "--delay", "50", str(button))
 
     def descendants(self):
