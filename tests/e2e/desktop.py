@@ -293,7 +293,10 @@ def start_display(size):
     display = {"DISPLAY": ":" + start_server(*server)}
     there = {"env": {**os.environ, **display}, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
     subprocess.Popen(["openbox"], **there)
-    wait_until(lambda: subprocess.run(["xdotool", "get_desktop"], **there).returncode == 0, "openbox")
+    # What asks the manager for something before it answers is never served.
+    question = ("xdotool", "set_num_desktops", "1", "get_num_desktops")
+    there = {**there, "stdout": subprocess.PIPE, "text": True}
+    wait_until(lambda: subprocess.run(question, **there).stdout == "1\n", "openbox")
     return display
 
 
