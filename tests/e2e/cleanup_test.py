@@ -126,11 +126,11 @@ class Cleanup(CleanupTest):
         shutil.copy("/usr/bin/display", browser_file)
         browser = subprocess.Popen([browser_file, "-size", "300x200", "xc:gray"])
         self.addCleanup(browser.kill)
-        program = self.start()
-        program.active_window()
         window = wait_until(lambda: desktop.windows("ImageMagick: gray"), "the browser's window")[0]
         owner = ["xprop", "-id", window, "-f", "_NET_WM_PID", "32c", "-set", "_NET_WM_PID", str(browser.pid)]
         subprocess.run(owner, check=True)
+        program = self.start()
+        program.active_window()
         program.click("push button", "Temporary files .*")
         program.click("push button", "Recycle Bin .*")
 
